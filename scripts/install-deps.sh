@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Installs every Debian package the build, the tests and the benchmarks need.
+# Idempotent and quiet: runs apt-get only when something is missing.
+set -euo pipefail
+
+packages=(
+  # build
+  cmake ninja-build g++ make qt6-base-dev libgtest-dev libgmock-dev libbenchmark-dev
+  # test peers and tools
+  bind9-dnsutils dnsperf iproute2 nsd unbound dnsmasq-base dns-root-data
+  udhcpc isc-dhcp-client kea-admin procps
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$p")
+  fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+SUDO=""
+[ "$(id -u)" -ne 0 ] && SUDO="sudo"
+
+# Server packages must not start their system services on installation.
+policy=/usr/sbin/policy-rc.d
+made_policy=0
+if [ ! -e "$policy" ]; then
+  printf '#!/bin/sh\nexit 101\n' | $SUDO tee "$policy" >/dev/null
+  $SUDO chmod +x "$policy"
+  made_policy=1
+fi
+trap '[ $made_policy -eq 1 ] && $SUDO rm -f "$policy"' EXIT
+
+echo "Installing: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq >/dev/null
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,42 @@
+// The record list: permanent and cached records in the order they were
+// added, with an index by name so that the records of one name are found
+// without walking the whole list. Every walk sees records in list order.
+#pragma once
+
+#include <cstddef>
+#include <list>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "store/record.h"
+
+class RecordList {
+ public:
+  using Storage = std::list<clDNSRecord>;
+  using iterator = Storage::iterator;
+  using const_iterator = Storage::const_iterator;
+
+  iterator begin() { return records_.begin(); }
+  iterator end() { return records_.end(); }
+  const_iterator begin() const { return records_.begin(); }
+  const_iterator end() const { return records_.end(); }
+  std::size_t size() const { return records_.size(); }
+  bool empty() const { return records_.empty(); }
+
+  // Appends at the end of the list.
+  iterator Append(clDNSRecord record);
+  // Removes one record; returns the one after it.
+  iterator Erase(iterator it);
+  void Clear();
+
+  // The records whose Name equals `name` exactly, in list order.
+  const std::vector<iterator>& Named(const std::string& name) const;
+  // The permanent NS and SOA records in list order (the authority test).
+  const std::vector<iterator>& PermanentZoneRecords() const { return zoneRecords_; }
+
+ private:
+  Storage records_;
+  std::unordered_map<std::string, std::vector<iterator>> byName_;
+  std::vector<iterator> zoneRecords_;
+};

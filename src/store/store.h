@@ -1,0 +1,69 @@
+// The record store's procedures: adding and ageing records, the record file
+// dialect, the cache file, the hosts file and the old perm.dat import.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/dhcp_if.h"
+#include "store/options.h"
+#include "store/perm_rec.h"
+#include "store/record_list.h"
+#include "wire/services.h"
+
+// Everything the store works on, owned elsewhere (by the application object
+// or a test's small world).
+struct StoreContext {
+  RecordList& records;
+  const Options& options;
+  const Clock& clock;
+  LogSink& log;
+  ErrorReporter& errors;
+  std::string folder;                         // program folder, without a trailing "/"
+  const std::vector<std::string>& LocalIPs;   // this machine's IPv4 addresses
+  DHCPifList& DHCPifs;
+  ProgressSink* progress = nullptr;           // may be null (no window)
+
+  std::string PathOf(std::string_view fileName) const { return folder + "/" + std::string(fileName); }
+};
+
+namespace modDNS {
+
+// Adds or refreshes one record. `rtype` is a number or a text key
+// ("A" ... "MX", "REA" ... "REMX", "NE"); an unknown key adds nothing.
+void CacheAdd(StoreContext& ctx, const std::string& name, int rtype, int32_t ttl,
+              const std::string& data, int32_t pref, bool permanent, bool rootHint = false);
+void CacheAdd(StoreContext& ctx, const std::string& name, std::string_view rtype, int32_t ttl,
+              const std::string& data, int32_t pref, bool permanent, bool rootHint = false);
+// The type number of a text key, or 0 when the key is unknown.
+int RecTypeOfKey(std::string_view key);
+
+// Removes expired cached records.
+void CleanCache(StoreContext& ctx);
+
+// The record file tokenizer: left-trims `line`, returns the text up to the
+// first space, and leaves the rest (left-trimmed) in `line`.
+std::string NextToken(std::string& line);
+
+// Reads one record file into the record list and ctx.DHCPifs. False when the
+// file could not be read.
+bool LoadFile(StoreContext& ctx, const std::string& path, bool permanent, bool rootHints);
+
+// Rebuilds all permanent data: root hints, record file (else perm.dat), hosts.
+void LoadPerm(StoreContext& ctx);
+
+// Writes named.perm from the editor's entries. False on failure (reported
+// as "modDNS WritePerm").
+bool WritePerm(StoreContext& ctx, const std::vector<clPermRec>& entries);
+
+// Writes named.cache from the non-permanent, unexpired records.
+void saveCache(StoreContext& ctx);
+
+// The hosts file named by HOSTS, as permanent A, PTR and CNAME records.
+void LoadHosts(StoreContext& ctx);
+// Imports the old record file perm.dat from the program folder.
+void LoadPermOld(StoreContext& ctx);
+
+}  // namespace modDNS

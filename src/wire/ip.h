@@ -1,0 +1,23 @@
+// IPv4 addresses as dotted text and as 4-byte data. Parsing is lenient and
+// never fails: bad text becomes zeros (or 255 for large numbers).
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace modIP {
+
+std::string IPToData(std::string_view text);
+std::string DataToIP(std::string_view data);
+// The address normalised, or "" when it reads as 0.0.0.0.
+std::string CleanIP(std::string_view text);
+// 32 characters "0"/"1", most significant bit first.
+std::string IPToBin(std::string_view text);
+// The following address; 255.255.255.255 is followed by 0.0.0.0.
+std::string NextIP(std::string_view text);
+// Same network under `mask`, counting the mask up to its last 1 bit.
+bool SameNet(std::string_view a, std::string_view b, std::string_view mask);
+// May be handed out: not empty, not the network or broadcast address, not 127.x.
+bool ValidIP(std::string_view address, std::string_view mask);
+
+}  // namespace modIP

@@ -1,0 +1,68 @@
+// The few things the core needs from the outside world: a clock, a log, an
+// error reporter and a progress display. The shell supplies real ones; tests
+// supply fakes, so that time and failures can be driven by arithmetic.
+#pragma once
+
+#include <string>
+
+// A date-time: seconds since the Unix epoch. Days are 86400 seconds.
+using DateTime = double;
+constexpr double kSecondsPerDay = 86400.0;
+
+class Clock {
+ public:
+  virtual ~Clock() = default;
+  virtual DateTime Now() const = 0;
+};
+
+// Reads the system's wall clock.
+class SystemClock : public Clock {
+ public:
+  DateTime Now() const override;
+};
+
+// The one way to write a log line (the shell stamps date and time).
+class LogSink {
+ public:
+  virtual ~LogSink() = default;
+  virtual void AddLine(const std::string& text) = 0;
+};
+
+// Error numbers handed to the reporter, numbered as the operator's support
+// reports have always shown them.
+namespace ErrorNumber {
+constexpr int kInvalidCall = 5;   // "Invalid procedure call or argument"
+constexpr int kOverflow = 6;      // "Overflow"
+constexpr int kOutOfMemory = 7;   // "Out of memory"
+constexpr int kOutOfStack = 28;   // "Out of stack space"
+constexpr int kFileNotFound = 53; // "File not found"
+constexpr int kPathNotFound = 76; // "Path not found"
+constexpr int kInternal = 51;     // "Internal error" (an unexpected exception)
+}  // namespace ErrorNumber
+
+// Receives unexpected failures. `tag` names the procedure ("modDNS UnzipName"),
+// `additional` is free text; `number` 0 means no error (a report on demand).
+class ErrorReporter {
+ public:
+  virtual ~ErrorReporter() = default;
+  virtual void Report(const std::string& tag, const std::string& additional, int number,
+                      const std::string& description) = 0;
+};
+
+// Writes one line per error to standard error. Stateless, so it can serve as
+// the default for code that was handed no reporter.
+class StderrErrorReporter : public ErrorReporter {
+ public:
+  void Report(const std::string& tag, const std::string& additional, int number,
+              const std::string& description) override;
+};
+
+ErrorReporter& DefaultErrorReporter();
+
+// The loading-progress window, shown while long record files are read.
+class ProgressSink {
+ public:
+  virtual ~ProgressSink() = default;
+  virtual void SetProgress(int percent) = 0;
+  virtual void CloseProgress() = 0;
+};

@@ -15,7 +15,7 @@ std::tm LocalParts(DateTime when) {
 
 std::string FormatDateTime(DateTime when) {
   std::tm t = LocalParts(when);
-  char text[32];
+  char text[80];
   std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", t.tm_year + 1900, t.tm_mon + 1,
                 t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec);
   return text;
@@ -23,7 +23,7 @@ std::string FormatDateTime(DateTime when) {
 
 std::string FormatDateCompact(DateTime when) {
   std::tm t = LocalParts(when);
-  char text[16];
+  char text[48];
   std::snprintf(text, sizeof text, "%04d%02d%02d", t.tm_year + 1900, t.tm_mon + 1, t.tm_mday);
   return text;
 }

@@ -1,0 +1,67 @@
+#include "store/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+bool WriteFileAtomically(const std::string& path, const std::string& content) {
+  std::string temporary = path + ".XXXXXX";
+  int fd = mkstemp(temporary.data());
+  if (fd < 0) return false;
+  bool ok = fchmod(fd, 0644) == 0;
+  const char* next = content.data();
+  std::size_t left = content.size();
+  while (ok && left > 0) {
+    ssize_t written = write(fd, next, left);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      ok = false;
+      break;
+    }
+    next += written;
+    left -= static_cast<std::size_t>(written);
+  }
+  // Without the sync a crash after the rename could leave an empty file.
+  if (ok) ok = fsync(fd) == 0;
+  int savedErrno = errno;
+  if (close(fd) != 0 && ok) {
+    ok = false;
+    savedErrno = errno;
+  }
+  if (ok && rename(temporary.c_str(), path.c_str()) != 0) {
+    ok = false;
+    savedErrno = errno;
+  }
+  if (!ok) {
+    unlink(temporary.c_str());
+    errno = savedErrno;
+  }
+  return ok;
+}
+
+std::optional<std::string> ReadWholeFile(const std::string& path) {
+  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return std::nullopt;
+  std::string content;
+  char buffer[65536];
+  for (;;) {
+    ssize_t got = read(fd, buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {  // a directory, or a read error
+      close(fd);
+      return std::nullopt;
+    }
+    if (got == 0) break;
+    content.append(buffer, static_cast<std::size_t>(got));
+  }
+  close(fd);
+  return content;
+}
+
+std::optional<DateTime> FileModificationTime(const std::string& path) {
+  struct stat info {};
+  if (stat(path.c_str(), &info) != 0) return std::nullopt;
+  return static_cast<DateTime>(info.st_mtim.tv_sec) + info.st_mtim.tv_nsec / 1e9;
+}

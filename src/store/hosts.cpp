@@ -1,0 +1,109 @@
+#include <exception>
+#include <optional>
+
+#include "store/files.h"
+#include "store/store.h"
+#include "store/text.h"
+#include "wire/clean_name.h"
+#include "wire/dns_codec.h"
+#include "wire/ip.h"
+
+using namespace storetext;
+
+namespace modDNS {
+
+namespace {
+std::string NameOf(std::string_view text) { return modMain::CleanName(text) + "."; }
+
+// The text before the first "#".
+std::string_view BeforeHash(std::string_view line) { return line.substr(0, line.find('#')); }
+}  // namespace
+
+void LoadHosts(StoreContext& ctx) {
+  try {
+    const std::string& path = ctx.options.HOSTS;
+    if (path.empty()) return;
+    ctx.log.AddLine("Loading hosts file '" + path + "'...");
+    std::optional<std::string> content = ReadWholeFile(path);
+    if (!content) {
+      ctx.log.AddLine("-> File not found!");
+      return;
+    }
+    const int32_t ttl = ctx.options.HOSTSTTL;
+    for (std::string line : SplitLines(*content)) {
+      line = std::string(BeforeHash(line));
+      TabsToSpaces(line);
+      std::vector<std::string> words = SplitWords(line);
+      if (words.size() < 2) continue;
+      const std::string& address = words[0];
+      const std::string host = NameOf(words[1]);
+      for (std::size_t i = 2; i < words.size(); ++i)
+        CacheAdd(ctx, NameOf(words[i]), RecordType::kCNAME, ttl, host, -1, true);
+      CacheAdd(ctx, host, RecordType::kA, ttl, modIP::IPToData(address), -1, true);
+      CacheAdd(ctx, IPToArpa(address), RecordType::kPTR, ttl, host, -1, true);
+    }
+  } catch (const std::exception& e) {
+    ctx.errors.Report("modDNS LoadHosts", "", ErrorNumber::kInternal, e.what());
+  }
+}
+
+void LoadPermOld(StoreContext& ctx) {
+  try {
+    std::optional<std::string> content = ReadWholeFile(ctx.PathOf("perm.dat"));
+    if (!content) {
+      ctx.errors.Report("modDNS LoadPermOld", "", ErrorNumber::kFileNotFound, "File not found");
+      return;
+    }
+    for (std::string line : SplitLines(*content)) {
+      TabsToSpaces(line);
+      std::string_view text = TrimSpaces(BeforeHash(TrimSpaces(line)));
+      if (text.empty()) continue;
+
+      std::size_t colon = text.find(':');
+      if (colon == std::string_view::npos) continue;
+      const std::string type = Upper(TrimSpaces(text.substr(0, colon)));
+      std::string_view rest = TrimSpaces(text.substr(colon + 1));
+      if (rest.empty()) continue;
+
+      int32_t ttl = 86400;
+      if (std::size_t at = rest.find("TTL="); at != std::string_view::npos) {
+        ttl = RoundToInt32(LeadingNumber(rest.substr(at + 4)));
+        rest = TrimSpaces(rest.substr(0, at));
+      }
+
+      std::size_t equals = rest.find('=');
+      const std::string name = NameOf(rest.substr(0, equals));
+      if (name == ".") continue;
+      std::string_view value =
+          equals == std::string_view::npos ? std::string_view() : TrimSpaces(rest.substr(equals + 1));
+      value = value.substr(0, value.find(' '));
+
+      std::string data;
+      if (type == "A") {
+        std::string address = modIP::CleanIP(value);
+        if (address.empty()) continue;
+        ctx.log.AddLine("-> Cached A-record: " + name + " = " + address);
+        CacheAdd(ctx, name, RecordType::kA, ttl, modIP::IPToData(address), 0, true);
+        CacheAdd(ctx, IPToArpa(address), RecordType::kPTR, ttl, name, -1, true);
+        continue;
+      }
+      if (type == "NS" || type == "CNAME" || type == "PTR" || type == "MX") {
+        if (value.empty()) continue;
+        data = NameOf(value);
+      } else if (type == "SOA") {
+        std::string server = ctx.options.NAME;
+        if (server.empty() || server.back() != '.') server += '.';
+        data = server + '\0' + "mailbox." + server + std::string(17, '\0') +
+               MakeLong(3600, ctx.errors);
+      } else {
+        continue;
+      }
+      // The old format's MX preference was never read back: imports keep 0.
+      CacheAdd(ctx, name, std::string_view(type), ttl, data, 0, true);
+    }
+  } catch (const std::exception& e) {
+    ctx.errors.Report("modDNS LoadPermOld", "", ErrorNumber::kInternal, e.what());
+  }
+}
+
+}  // namespace modDNS

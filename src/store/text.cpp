@@ -1,0 +1,91 @@
+#include "store/text.h"
+
+#include <cctype>
+#include <cmath>
+#include <limits>
+
+namespace storetext {
+
+std::string_view TrimLeftSpaces(std::string_view text) {
+  std::size_t first = text.find_first_not_of(' ');
+  return first == std::string_view::npos ? std::string_view() : text.substr(first);
+}
+
+std::string_view TrimRightSpaces(std::string_view text) {
+  std::size_t last = text.find_last_not_of(' ');
+  return last == std::string_view::npos ? std::string_view() : text.substr(0, last + 1);
+}
+
+std::string_view TrimSpaces(std::string_view text) { return TrimRightSpaces(TrimLeftSpaces(text)); }
+
+std::string Upper(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return out;
+}
+
+void TabsToSpaces(std::string& text) {
+  for (char& c : text)
+    if (c == '\t') c = ' ';
+}
+
+double LeadingNumber(std::string_view text) {
+  text = TrimLeftSpaces(text);
+  std::size_t i = 0;
+  bool negative = false;
+  if (i < text.size() && (text[i] == '-' || text[i] == '+')) negative = text[i++] == '-';
+  double value = 0;
+  while (i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])))
+    value = value * 10 + (text[i++] - '0');
+  if (i < text.size() && text[i] == '.') {
+    double scale = 0.1;
+    for (++i; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])); ++i) {
+      value += (text[i] - '0') * scale;
+      scale /= 10;
+    }
+  }
+  return negative ? -value : value;
+}
+
+int32_t RoundToInt32(double value) {
+  double rounded = std::nearbyint(value);
+  if (std::isnan(rounded)) return 0;
+  if (rounded >= std::numeric_limits<int32_t>::max()) return std::numeric_limits<int32_t>::max();
+  if (rounded <= std::numeric_limits<int32_t>::min()) return std::numeric_limits<int32_t>::min();
+  return static_cast<int32_t>(rounded);
+}
+
+std::string NumberText(int64_t value) {
+  return value >= 0 ? " " + std::to_string(value) : std::to_string(value);
+}
+
+std::vector<std::string> SplitLines(std::string_view content, std::vector<std::size_t>* ends) {
+  std::vector<std::string> lines;
+  std::size_t start = 0;
+  while (start < content.size()) {
+    std::size_t newline = content.find('\n', start);
+    std::size_t stop = newline == std::string_view::npos ? content.size() : newline;
+    std::string_view line = content.substr(start, stop - start);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    lines.emplace_back(line);
+    start = newline == std::string_view::npos ? content.size() : newline + 1;
+    if (ends) ends->push_back(start);
+  }
+  return lines;
+}
+
+std::vector<std::string> SplitWords(std::string_view text) {
+  std::vector<std::string> words;
+  std::size_t i = 0;
+  while (i < text.size()) {
+    std::size_t first = text.find_first_not_of(' ', i);
+    if (first == std::string_view::npos) break;
+    std::size_t last = text.find(' ', first);
+    if (last == std::string_view::npos) last = text.size();
+    words.emplace_back(text.substr(first, last - first));
+    i = last;
+  }
+  return words;
+}
+
+}  // namespace storetext

@@ -65,13 +65,13 @@ Chain DecodeAt(std::string_view message, int offset, int hops, std::string& out)
       return Chain::kDone;
     }
     BoundedReader in(message.substr(static_cast<std::size_t>(offset)));
-    std::string labels;
-    LabelRun run = ReadLabels(in, labels);
+    std::size_t kept = out.size();
+    LabelRun run = ReadLabels(in, out);
     if (run.kind == LabelRun::kTruncated) {
+      out.resize(kept);
       out += kIncomplete;
       return Chain::kDone;
     }
-    out += labels;
     if (run.kind == LabelRun::kRoot) return Chain::kDone;
     if (++hops > kMaxPointerHops) return Chain::kTooLong;
     offset = run.target;

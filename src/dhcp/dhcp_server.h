@@ -1,0 +1,147 @@
+// The DHCP server: reads requests from the DHCP sockets' buffers, assigns
+// addresses from the pools of the DHCP interfaces, keeps the lease table and
+// its file, and answers through the socket that received the request.
+//
+// The shell's part:
+//  - bind one socket per DHCP interface (indexes from 1) and announce it with
+//    SetSocket(k, sender, local address); CloseSocket(k) when it goes;
+//  - hand every received datagram to DataArrival(k, bytes, sender address);
+//  - set DHCPRefresh (redraw the lease list from ActiveLeases()) and
+//    LeasesChanged (save the lease file, coalesced, with Save());
+//  - call Load() at start-up and Save() at close; DeleteClient() is the lease
+//    list's delete command.
+// Every procedure catches its own faults and hands them to the error reporter
+// under "modDHCP <procedure>"; none throws.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dhcp/lease_table.h"
+#include "dns/lease_source.h"
+#include "dns/sender.h"
+#include "store/dhcp_if.h"
+#include "store/options.h"
+#include "store/record_list.h"
+#include "wire/services.h"
+
+// One decoded DHCP message.
+struct clDHCPRequest {
+  int16_t WSIndex = 0;                  // socket that received it
+  const clDHCPif* Interface = nullptr;  // interface of that socket's local address
+  std::string DomainName;               // ClientName + "." + Interface->Domain, or "" without option 12
+  std::string txID;                     // xid, 4 raw bytes
+  int16_t HWType = 0;                   // htype
+  std::string HWAddr;                   // hlen bytes from chaddr on (as far as the message goes)
+  std::string ClientIP;                 // ciaddr, dotted
+  std::string ClientID;                 // option 61 data as sent ("" if absent)
+  std::string ClientName;               // option 12 up to the first NUL and ".", lower case
+  std::string ReqIP;                    // option 50, or the sender for a renewal; "" if absent
+  // The lease identity: option 61's data when present, else the htype byte
+  // followed by the hlen bytes of chaddr.
+  std::string Identity;
+};
+
+namespace modDHCP {
+
+// DHCP message types the server answers with or reads.
+constexpr int16_t kDiscover = 1, kOffer = 2, kRequest = 3, kDecline = 4, kAck = 5, kNak = 6,
+                  kRelease = 7;
+constexpr int kSocketCount = 11;  // socket indexes 0 to 10
+constexpr int kClientPort = 68;
+
+// Two upper-case hexadecimal digits per byte, no separators.
+std::string HWToHex(std::string_view bytes, ErrorReporter& errors = DefaultErrorReporter());
+// One byte per pair of characters; a pair that is not hexadecimal gives 0,
+// an odd last character is ignored.
+std::string HexToHW(std::string_view text, ErrorReporter& errors = DefaultErrorReporter());
+
+}  // namespace modDHCP
+
+class DhcpServer : public LeaseSource {
+ public:
+  // The DHCP interfaces, options and records are read at each use, so reloads
+  // of them need no call here. `folder` is the program folder (no trailing "/").
+  DhcpServer(const DHCPifList& DHCPifs, const Options& options, const RecordList& records,
+             const Clock& clock, LogSink& log, ErrorReporter& errors, std::string folder);
+
+  // The lease list redraw; called after every change made by a request.
+  std::function<void()> DHCPRefresh;
+  // Called after every change of the lease table.
+  std::function<void()> LeasesChanged;
+
+  // Socket k (0 to 10) sends through `sender` (not owned, may be null) and
+  // holds `localAddress`. Out-of-range k is ignored.
+  void SetSocket(int k, DatagramSender* sender, std::string localAddress);
+  void CloseSocket(int k);
+
+  // Appends a received datagram to socket k's buffer and reads it. An index
+  // outside 0..10 is reported and the datagram dropped.
+  void DataArrival(int k, std::string_view datagram, const std::string& sender);
+  // Reads the message held in DHCPBuffers(k); `sender` is its source address.
+  void Arrival(int16_t k, const std::string& sender);
+
+  void Discover(const clDHCPRequest& request);
+  void Request(const clDHCPRequest& request);
+  // Ends the first lease of this identity now; the lease stays in the table.
+  void Release(const std::string& clientID);
+  // May `address` be given to a client named `name`? False when cut short.
+  bool ValidLease(const clDHCPif& interface, const std::string& address, const std::string& name,
+                  bool reuse);
+  // Removes every lease of `address`, and of `name` when it is not empty.
+  void Remove(const std::string& address, const std::string& name);
+  // Builds the reply of `type` (2, 5 or 6) and sends it through the request's socket.
+  void Send(const clDHCPRequest& request, int16_t type, const std::string& address);
+  // Removes every lease of this identity (the lease list's delete).
+  void DeleteClient(const std::string& clientID);
+
+  // Writes "dhcp.dat" whole. False (and reported) when it cannot be written.
+  bool Save();
+  // Replaces the leases by those of "dhcp.dat"; a missing file leaves none.
+  void Load();
+  std::string LeaseFilePath() const { return folder_ + "/dhcp.dat"; }
+
+  const LeaseTable& Leases() const { return leases_; }
+  // Leases whose Expires is later than now, in table order.
+  std::vector<clLease> ActiveLeases() const;
+  const std::string& DHCPBuffers(int k) const { return buffers_.at(k); }
+
+  // LeaseSource
+  std::vector<LeaseView> LeasesNamed(const std::string& name) const override;
+  std::vector<LeaseView> LeasesOfAddress(const std::string& ip) const override;
+
+ private:
+  struct Socket {
+    DatagramSender* sender = nullptr;
+    std::string localAddress;
+  };
+
+  void ReadMessage(int16_t k, const std::string& sender);
+  // Checks 5, 6 and 7 of ValidLease, which do not depend on the address.
+  bool NameMayLease(const std::string& name, bool reuse) const;
+  // The lowest pool address ValidLease accepts, as the upward walk from
+  // ScopeFrom would find it.
+  std::optional<std::string> SearchPool(const clDHCPif& interface, const std::string& name,
+                                        bool reuse);
+  void RemoveFirstOf(const std::string& clientID);
+  void AfterChange(std::uint64_t versionBefore);
+  void Refresh();
+  void Fault(const char* tag, const std::exception& error);
+
+  const DHCPifList& DHCPifs_;
+  const Options& options_;
+  const RecordList& records_;
+  const Clock& clock_;
+  LogSink& log_;
+  ErrorReporter& errors_;
+  std::string folder_;
+
+  LeaseTable leases_;
+  std::array<std::string, modDHCP::kSocketCount> buffers_;
+  std::array<Socket, modDHCP::kSocketCount> sockets_;
+};

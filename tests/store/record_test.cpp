@@ -1,0 +1,301 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "world.h"
+
+namespace {
+
+constexpr DateTime kStart = 1'790'000'000.0;
+
+// --- clDNSRecord -----------------------------------------------------------
+
+struct TtlCase {
+  double elapsed;
+  int32_t expected;
+};
+
+class CachedTtlTest : public ::testing::TestWithParam<TtlCase> {};
+
+TEST_P(CachedTtlTest, CountsDownAndRoundsHalfToEven) {
+  clDNSRecord r;
+  r.SetTTL(100, kStart);
+  EXPECT_EQ(r.TTL(kStart + GetParam().elapsed), GetParam().expected);
+  EXPECT_DOUBLE_EQ(r.TimeOut(kStart + GetParam().elapsed), kStart + 100);
+}
+
+INSTANTIATE_TEST_SUITE_P(Elapsed, CachedTtlTest,
+                         ::testing::Values(TtlCase{0, 100}, TtlCase{40, 60}, TtlCase{39.5, 60},
+                                           TtlCase{38.5, 62}, TtlCase{99.5, 0}, TtlCase{100, 0},
+                                           TtlCase{100.5, 0}, TtlCase{101.5, -2}, TtlCase{250, -150}));
+
+TEST(PermanentRecord, TtlIsFixedAndTimeOutMovesWithTheClock) {
+  clDNSRecord r;
+  r.Permanent = true;
+  r.SetTTL(3600, kStart);
+  for (double later : {0.0, 3600.0, 1e6}) {
+    EXPECT_EQ(r.TTL(kStart + later), 3600);
+    EXPECT_DOUBLE_EQ(r.TimeOut(kStart + later), kStart + later + 3600);
+  }
+}
+
+TEST(CachedRecord, FarPastExpiryStaysNegativeWithoutWrapping) {
+  clDNSRecord r;
+  r.SetTTL(2147483647, kStart);
+  EXPECT_EQ(r.TTL(kStart - 10), 2147483647);
+  r.SetTTL(-2147483647 - 1, kStart);
+  EXPECT_LT(r.TTL(kStart + 10), 0);
+}
+
+// --- CacheAdd --------------------------------------------------------------
+
+struct Add {
+  double advance;  // seconds the clock moves before this call
+  std::string name;
+  int type;
+  int32_t ttl;
+  std::string data;
+  bool permanent = false;
+};
+
+struct AddCase {
+  std::string title;
+  int32_t cacheTTL;
+  std::vector<Add> adds;
+  std::vector<std::string> expected;  // StoreWorld::Dump() after the adds
+};
+
+class CacheAddTest : public ::testing::TestWithParam<AddCase> {};
+
+TEST_P(CacheAddTest, ResultingList) {
+  StoreWorld w;
+  w.options.CACHETTL = GetParam().cacheTTL;
+  for (const Add& a : GetParam().adds) {
+    w.clock.Advance(a.advance);
+    modDNS::CacheAdd(w.ctx, a.name, a.type, a.ttl, a.data, 7, a.permanent);
+  }
+  EXPECT_EQ(w.Dump(), GetParam().expected);
+  EXPECT_TRUE(w.errors.errors.empty());
+}
+
+const std::string kAddr = Bytes({10, 0, 0, 1});
+
+INSTANTIATE_TEST_SUITE_P(
+    Rules, CacheAddTest,
+    ::testing::Values(
+        AddCase{"SameRecordTwiceIsStoredOnce", 0,
+                {{0, "x.", 1, 100, kAddr}, {0, "x.", 1, 100, kAddr}},
+                {"x. 1 100 10.0.0.1 7"}},
+        AddCase{"LongerTtlRestartsExpiry", 0,
+                {{0, "x.", 1, 100, kAddr}, {50, "x.", 1, 200, kAddr}},
+                {"x. 1 200 10.0.0.1 7"}},
+        AddCase{"ShorterTtlChangesNothing", 0,
+                {{0, "x.", 1, 100, kAddr}, {10, "x.", 1, 50, kAddr}},
+                {"x. 1 90 10.0.0.1 7"}},
+        AddCase{"PermanentIsNeverRefreshed", 0,
+                {{0, "x.", 2, 100, "n.", true}, {0, "x.", 2, 500, "n.", false}},
+                {"x. 2 100 n. 7 P"}},
+        AddCase{"OtherDataIsAnotherRecord", 0,
+                {{0, "x.", 2, 100, "a."}, {0, "x.", 2, 100, "b."}},
+                {"x. 2 100 a. 7", "x. 2 100 b. 7"}},
+        AddCase{"NamesDifferingInCaseAreDifferent", 0,
+                {{0, "X.", 2, 100, "a."}, {0, "x.", 2, 100, "a."}},
+                {"X. 2 100 a. 7", "x. 2 100 a. 7"}},
+        AddCase{"PositiveRecordRemovesNameError", 0,
+                {{0, "x.", 2000, 600, "z."}, {0, "y.", 2000, 600, "z."}, {0, "x.", 1, 100, kAddr}},
+                {"y. 2000 600 z. 7", "x. 1 100 10.0.0.1 7"}},
+        AddCase{"RemovesOnlyTheNegativeEntryOfItsType", 0,
+                {{0, "x.", 1001, 600, "z."}, {0, "x.", 1015, 600, "z."}, {0, "x.", 1, 100, kAddr}},
+                {"x. 1015 600 z. 7", "x. 1 100 10.0.0.1 7"}},
+        AddCase{"NegativeEntryOfSameDataOnlyRefreshes", 0,
+                {{0, "x.", 2000, 100, "z."}, {20, "x.", 2000, 300, "z."}},
+                {"x. 2000 300 z. 7"}},
+        AddCase{"NameErrorWithOtherDataReplacesTheOld", 0,
+                {{0, "x.", 2000, 100, "a."}, {0, "x.", 2000, 100, "b."}},
+                {"x. 2000 100 b. 7"}},
+        AddCase{"WalkStopsAtTheDuplicate", 0,
+                {{0, "x.", 1, 100, kAddr}, {0, "x.", 2000, 100, "z."}, {0, "x.", 1, 100, kAddr}},
+                {"x. 1 100 10.0.0.1 7", "x. 2000 100 z. 7"}},
+        AddCase{"ConsecutiveNegativesAllRemoved", 0,
+                {{0, "x.", 1001, 100, "a."},
+                 {0, "x.", 2000, 100, "b."},
+                 {0, "x.", 1001, 100, "c."},
+                 {0, "x.", 1, 100, kAddr}},
+                {"x. 1 100 10.0.0.1 7"}},
+        AddCase{"CacheTtlRaisesShortTtl", 300, {{0, "x.", 2, 60, "a."}}, {"x. 2 300 a. 7"}},
+        AddCase{"CacheTtlLeavesZero", 300, {{0, "x.", 2, 0, "a."}}, {"x. 2 0 a. 7"}},
+        AddCase{"CacheTtlLeavesLonger", 300, {{0, "x.", 2, 301, "a."}}, {"x. 2 301 a. 7"}},
+        AddCase{"CacheTtlEqualStays", 300, {{0, "x.", 2, 300, "a."}}, {"x. 2 300 a. 7"}},
+        AddCase{"CacheTtlRaisesNegative", 300, {{0, "x.", 2, -5, "a."}}, {"x. 2 300 a. 7"}},
+        AddCase{"CacheTtlAppliesToRefresh", 300,
+                {{0, "x.", 2, 400, "a."}, {200, "x.", 2, 60, "a."}},
+                {"x. 2 300 a. 7"}}),
+    [](const auto& info) { return info.param.title; });
+
+TEST(CacheAddKeys, TextKeysMapToTypeNumbers) {
+  const std::vector<std::pair<std::string, int>> keys = {
+      {"A", 1},       {"NS", 2},       {"CNAME", 5},     {"SOA", 6},    {"PTR", 12},
+      {"MX", 15},     {"REA", 1001},   {"RENS", 1002},   {"RECNAME", 1005}, {"RESOA", 1006},
+      {"REPTR", 1012}, {"REMX", 1015}, {"NE", 2000},     {"TXT", 0},    {"DHCP", 0},
+      {"", 0}};
+  for (const auto& [key, type] : keys) EXPECT_EQ(modDNS::RecTypeOfKey(key), type) << key;
+}
+
+TEST(CacheAddKeys, UnknownTextKeyAddsNothingAndKnownOneAdds) {
+  StoreWorld w;
+  modDNS::CacheAdd(w.ctx, "x.", std::string_view("TXT"), 100, "a.", 0, false);
+  EXPECT_TRUE(w.records.empty());
+  modDNS::CacheAdd(w.ctx, "x.", std::string_view("REMX"), 100, "a.", 0, false);
+  EXPECT_EQ(w.Dump(), std::vector<std::string>{"x. 1015 100 a. 0"});
+}
+
+TEST(CacheAddRootHints, FlagIsKeptAndClearedByTheOperatorsOwnCopy) {
+  StoreWorld w;
+  modDNS::CacheAdd(w.ctx, ".", RecordType::kNS, 100, "a.root.", 0, true, true);
+  ASSERT_EQ(w.records.size(), 1u);
+  EXPECT_TRUE(w.records.begin()->RootHint);
+  modDNS::CacheAdd(w.ctx, ".", RecordType::kNS, 100, "a.root.", 0, false);  // learnt copy
+  EXPECT_TRUE(w.records.begin()->RootHint);
+  modDNS::CacheAdd(w.ctx, ".", RecordType::kNS, 100, "a.root.", 0, true);  // record file copy
+  ASSERT_EQ(w.records.size(), 1u);
+  EXPECT_FALSE(w.records.begin()->RootHint);
+}
+
+// --- CleanCache ------------------------------------------------------------
+
+TEST(CleanCache, RemovesOnlyExpiredCachedRecords) {
+  StoreWorld w;
+  modDNS::CacheAdd(w.ctx, "a.", 2, 10, "n.", 0, false);
+  modDNS::CacheAdd(w.ctx, "b.", 2, 20, "n.", 0, false);
+  modDNS::CacheAdd(w.ctx, "c.", 2, 5, "n.", 0, true);
+  modDNS::CacheAdd(w.ctx, "d.", 2, 9, "n.", 0, false);
+  w.clock.Advance(10);  // a. at exactly 0, d. at -1
+  modDNS::CleanCache(w.ctx);
+  EXPECT_EQ(w.Dump(), (std::vector<std::string>{"a. 2 0 n. 0", "b. 2 10 n. 0", "c. 2 5 n. 0 P"}));
+  w.clock.Advance(1000);
+  modDNS::CleanCache(w.ctx);
+  EXPECT_EQ(w.Dump(), std::vector<std::string>{"c. 2 5 n. 0 P"});
+  EXPECT_TRUE(w.records.Named("a.").empty());
+}
+
+TEST(CleanCache, ZeroTtlUnderCacheTtlGoesAtTheFirstCleanAfterItsSecond) {
+  StoreWorld w;
+  w.options.CACHETTL = 300;
+  modDNS::CacheAdd(w.ctx, "a.", 2, 0, "n.", 0, false);
+  modDNS::CacheAdd(w.ctx, "b.", 2, 60, "n.", 0, false);
+  modDNS::CleanCache(w.ctx);
+  EXPECT_EQ(w.records.size(), 2u);
+  w.clock.Advance(1);
+  modDNS::CleanCache(w.ctx);
+  EXPECT_EQ(w.Dump(), std::vector<std::string>{"b. 2 299 n. 0"});
+  w.clock.Advance(300);
+  modDNS::CleanCache(w.ctx);
+  EXPECT_TRUE(w.records.empty());
+}
+
+// --- The index against a full walk -----------------------------------------
+
+// CacheAdd exactly as the plain algorithm walks the whole list.
+struct ModelRecord {
+  std::string name;
+  int type;
+  std::string data;
+  bool permanent;
+  DateTime expiry;
+  int32_t stored;
+};
+
+void ModelAdd(std::vector<ModelRecord>& list, const std::string& name, int type, int32_t ttl,
+              const std::string& data, bool permanent, int32_t cacheTTL, DateTime now) {
+  const int32_t effective = (ttl > cacheTTL || ttl == 0) ? ttl : cacheTTL;
+  std::size_t i = 0;
+  while (i < list.size()) {
+    ModelRecord& e = list[i];
+    if (e.name == name) {
+      if (e.type == type && e.data == data) {
+        int32_t current = e.permanent ? e.stored : static_cast<int32_t>(std::nearbyint(e.expiry - now));
+        if (effective > current && !e.permanent) {
+          e.stored = effective;
+          e.expiry = now + effective;
+        }
+        return;
+      }
+      if (e.type == 2000 || e.type == type + 1000) {
+        list.erase(list.begin() + static_cast<std::ptrdiff_t>(i));
+        continue;
+      }
+    }
+    ++i;
+  }
+  list.push_back({name, type, data, permanent, now + effective, effective});
+}
+
+void ExpectIndexesMatchWalk(const RecordList& records, const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    std::vector<const clDNSRecord*> walked, indexed;
+    for (const clDNSRecord& r : records)
+      if (r.Name == name) walked.push_back(&r);
+    for (auto it : records.Named(name)) indexed.push_back(&*it);
+    ASSERT_EQ(indexed, walked) << name;
+  }
+  std::vector<const clDNSRecord*> walked, indexed;
+  for (const clDNSRecord& r : records)
+    if (r.Permanent && (r.RecType == 2 || r.RecType == 6)) walked.push_back(&r);
+  for (auto it : records.PermanentZoneRecords()) indexed.push_back(&*it);
+  ASSERT_EQ(indexed, walked);
+}
+
+TEST(RecordListIndex, RandomAddsAndRemovesMatchAFullWalk) {
+  StoreWorld w;
+  w.options.CACHETTL = 5;
+  std::mt19937 random(20240611);
+  const std::vector<std::string> names = {"a.", "b.", "c.", "d.", "e.", "A.", "x.y.", "."};
+  const std::vector<int> types = {1, 2, 5, 6, 15, 1001, 1002, 1015, 2000};
+  const std::vector<std::string> datas = {"p.", "q.", "r."};
+  std::vector<ModelRecord> model;
+  auto pick = [&](auto& from) -> const auto& { return from[random() % from.size()]; };
+
+  for (int step = 0; step < 4000; ++step) {
+    unsigned action = random() % 20;
+    if (action < 15) {
+      const std::string& name = pick(names);
+      int type = pick(types);
+      const std::string& data = pick(datas);
+      int32_t ttl = static_cast<int32_t>(random() % 40);
+      bool permanent = random() % 5 == 0;
+      modDNS::CacheAdd(w.ctx, name, type, ttl, data, 0, permanent);
+      ModelAdd(model, name, type, ttl, data, permanent, w.options.CACHETTL, w.clock.Now());
+    } else if (action < 17) {
+      w.clock.Advance(random() % 7);
+    } else if (action < 18) {
+      modDNS::CleanCache(w.ctx);
+      const DateTime now = w.clock.Now();
+      std::erase_if(model, [&](const ModelRecord& m) {
+        return !m.permanent && std::nearbyint(m.expiry - now) < 0;
+      });
+    } else if (!w.records.empty()) {
+      std::size_t victim = random() % w.records.size();
+      w.records.Erase(std::next(w.records.begin(), static_cast<std::ptrdiff_t>(victim)));
+      model.erase(model.begin() + static_cast<std::ptrdiff_t>(victim));
+    }
+    ExpectIndexesMatchWalk(w.records, names);
+
+    ASSERT_EQ(w.records.size(), model.size()) << "step " << step;
+    auto m = model.begin();
+    for (const clDNSRecord& r : w.records) {
+      ASSERT_EQ(r.Name, m->name);
+      ASSERT_EQ(r.RecType, m->type);
+      ASSERT_EQ(r.Data, m->data);
+      ASSERT_EQ(r.TimeOut(w.clock.Now()),
+                m->permanent ? w.clock.Now() + m->stored : m->expiry);
+      ++m;
+    }
+  }
+  w.records.Clear();
+  ExpectIndexesMatchWalk(w.records, names);
+}
+
+}  // namespace

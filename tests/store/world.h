@@ -1,0 +1,64 @@
+// A small world for the store's tests: a record list, options, a fake clock
+// and recorders, all in one temporary program folder.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/store.h"
+#include "support/fakes.h"
+#include "wire/dns_codec.h"
+#include "wire/ip.h"
+
+struct StoreWorld {
+  TempDir dir;
+  RecordList records;
+  Options options;
+  FakeClock clock;
+  RecordingLog log;
+  RecordingErrorReporter errors;
+  std::vector<std::string> localIPs;
+  DHCPifList dhcpifs;
+  RecordingProgress progress;
+  StoreContext ctx{records, options, clock, log, errors, dir.path(), localIPs, dhcpifs, nullptr};
+
+  // One line per record: name, type, TTL now, data shown readably, pref,
+  // flags. Lets a test compare a whole list at once.
+  std::vector<std::string> Dump() const {
+    std::vector<std::string> out;
+    for (const clDNSRecord& r : records) out.push_back(Describe(r));
+    return out;
+  }
+
+  // "primary mailbox serial refresh retry expire minimum".
+  static std::string SoaText(std::string_view data) {
+    std::size_t end = data.find('\0');
+    std::string text(data.substr(0, end));
+    data.remove_prefix(end == std::string_view::npos ? data.size() : end + 1);
+    end = data.find('\0');
+    text += " " + std::string(data.substr(0, end));
+    data.remove_prefix(end == std::string_view::npos ? data.size() : end + 1);
+    for (int i = 0; i < 5; ++i)
+      text += " " + std::to_string(static_cast<long long>(modDNS::ExtractLong(data, true)));
+    return text;
+  }
+
+  std::string Describe(const clDNSRecord& r) const {
+    std::string data;
+    if (r.RecType == RecordType::kA) {
+      data = modIP::DataToIP(r.Data);
+    } else if (r.RecType == RecordType::kSOA) {
+      data = SoaText(r.Data);
+    } else {
+      for (unsigned char c : r.Data) {
+        if (c >= 0x21 && c < 0x7f)
+          data += static_cast<char>(c);
+        else
+          data += "\\" + std::to_string(c);
+      }
+    }
+    return r.Name + " " + std::to_string(r.RecType) + " " + std::to_string(r.TTL(clock.Now())) + " " +
+           data + " " + std::to_string(r.Pref) + (r.Permanent ? " P" : "") + (r.RootHint ? " H" : "");
+  }
+};

@@ -1,0 +1,166 @@
+#include "app/options_file.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "support/fakes.h"
+
+namespace {
+
+using modMain::LoadOptions;
+using modMain::SaveOptions;
+
+Options Defaults() { return Options{}; }
+
+void ExpectSame(const Options& expected, const Options& actual) {
+  EXPECT_EQ(expected.NAME, actual.NAME);
+  EXPECT_EQ(expected.HOSTS, actual.HOSTS);
+  EXPECT_EQ(expected.HOSTSTTL, actual.HOSTSTTL);
+  EXPECT_EQ(expected.DNSBIND, actual.DNSBIND);
+  EXPECT_EQ(expected.AUTOCNAME, actual.AUTOCNAME);
+  EXPECT_EQ(expected.WRITELOG, actual.WRITELOG);
+  EXPECT_EQ(expected.RECURSIONOUT, actual.RECURSIONOUT);
+  EXPECT_EQ(expected.NS, actual.NS);
+  EXPECT_EQ(expected.CACHETTL, actual.CACHETTL);
+}
+
+struct ReadCase {
+  const char* label;
+  const char* file;
+  Options expected;
+};
+
+Options With(void (*change)(Options&)) {
+  Options o;
+  change(o);
+  return o;
+}
+
+class OptionsReading : public ::testing::TestWithParam<ReadCase> {};
+
+TEST_P(OptionsReading, ReadsAsSpecified) {
+  TempDir dir;
+  dir.Write("korvane.ini", GetParam().file);
+  Options options;
+  options.NS = {"9.9.9.9"};  // leftovers of an earlier load must go
+  options.WRITELOG = true;
+  RecordingErrorReporter errors;
+  LoadOptions(dir.File("korvane.ini"), options, errors);
+  ExpectSame(GetParam().expected, options);
+  EXPECT_TRUE(errors.errors.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, OptionsReading,
+    ::testing::Values(
+        ReadCase{"empty_file_gives_defaults", "", Defaults()},
+        ReadCase{"lower_case_key_with_blanks", "  ns   :  10.0.0.1 \n",
+                 With([](Options& o) { o.NS = {"10.0.0.1"}; })},
+        ReadCase{"servers_in_file_order_bad_ones_skipped",
+                 "NS: 10.0.0.2\nNS: nonsense\nNS: 0.0.0.0\nNs: 10.0.0.1\n",
+                 With([](Options& o) { o.NS = {"10.0.0.2", "10.0.0.1"}; })},
+        ReadCase{"writelog_yes", "WriteLog: yes\n", With([](Options& o) { o.WRITELOG = true; })},
+        ReadCase{"writelog_y", "writelog:y", With([](Options& o) { o.WRITELOG = true; })},
+        ReadCase{"writelog_no", "WriteLog: NO\n", Defaults()},
+        ReadCase{"booleans_without_colon_are_false", "AutoCNAME\nRecursionOut\n", Defaults()},
+        ReadCase{"all_booleans", "AutoCNAME: Yes\nRecursionOut: YES\nWriteLog: Yup\n",
+                 With([](Options& o) { o.AUTOCNAME = o.RECURSIONOUT = o.WRITELOG = true; })},
+        ReadCase{"leading_number_ttls", "HostsTTL: 600 seconds\nCacheTTL: 2.5\n",
+                 With([](Options& o) { o.HOSTSTTL = 600; o.CACHETTL = 2; })},
+        ReadCase{"ttl_without_number_is_zero", "HostsTTL: one hour\nCacheTTL:\n",
+                 With([](Options& o) { o.HOSTSTTL = 0; })},
+        ReadCase{"later_line_wins", "HostsTTL: 10\nHostsTTL: 20\nName: a\nName: b\n",
+                 With([](Options& o) { o.HOSTSTTL = 20; o.NAME = "b"; })},
+        ReadCase{"bad_bind_address_means_all", "DNSBind: nonsense\n", Defaults()},
+        ReadCase{"bind_address_normalised", "DNSBind: 192.168.001.010\n",
+                 With([](Options& o) { o.DNSBIND = "192.168.1.10"; })},
+        ReadCase{"name_cleaned", "Name:  My_Server.Example..COM. \n",
+                 With([](Options& o) { o.NAME = "myserver.example.com"; })},
+        ReadCase{"hosts_keeps_its_case", "HOSTS:  /etc/Hosts.Local  \n",
+                 With([](Options& o) { o.HOSTS = "/etc/Hosts.Local"; })},
+        ReadCase{"hosts_value_after_first_colon", "Hosts: C:/x:y\n",
+                 With([](Options& o) { o.HOSTS = "C:/x:y"; })},
+        ReadCase{"crlf_lines", "WriteLog: YES\r\nNS: 1.2.3.4\r\nHostsTTL: 7\r\n",
+                 With([](Options& o) { o.WRITELOG = true; o.NS = {"1.2.3.4"}; o.HOSTSTTL = 7; })},
+        ReadCase{"unknown_keys_and_garbage_ignored", "Colour: blue\n:::\n\x01\xff\n\nNS\n",
+                 Defaults()}),
+    [](const auto& info) { return std::string(info.param.label); });
+
+TEST(OptionsFile, MissingFileKeepsDefaultsAndIsReported) {
+  TempDir dir;
+  Options options;
+  options.NAME = "stale";
+  options.NS = {"1.1.1.1"};
+  RecordingErrorReporter errors;
+  LoadOptions(dir.File("korvane.ini"), options, errors);
+  ExpectSame(Defaults(), options);
+  ASSERT_EQ(errors.errors.size(), 1u);
+  EXPECT_EQ(errors.errors[0].tag, "modMain LoadOptions");
+  EXPECT_EQ(errors.errors[0].number, ErrorNumber::kFileNotFound);
+  EXPECT_EQ(errors.errors[0].description, "File not found");
+}
+
+TEST(OptionsFile, LeadingNumberTable) {
+  struct Case {
+    const char* text;
+    int32_t value;
+  } cases[] = {
+      {"", 0},         {"ABC", 0},     {"12", 12},     {"12.5", 12},   {"13.5", 14},
+      {"0.6", 1},      {".5", 0},      {"-7X", -7},    {"+5", 5},      {"1E3", 1000},
+      {"5E", 5},       {"2E-1", 0},    {".", 0},       {"-", 0},       {"3600ABC", 3600},
+      {"99999999999", std::numeric_limits<int32_t>::max()},
+      {"-99999999999", std::numeric_limits<int32_t>::min()},
+      {"1E999", std::numeric_limits<int32_t>::max()},
+  };
+  for (const Case& c : cases) EXPECT_EQ(modMain::LeadingNumber(c.text), c.value) << c.text;
+}
+
+TEST(OptionsFile, WritesEveryLineInOrder) {
+  Options options;
+  options.NAME = "ns.example.com";
+  options.HOSTS = "/etc/Hosts";
+  options.HOSTSTTL = 7200;
+  options.DNSBIND = "192.168.1.1";
+  options.AUTOCNAME = true;
+  options.WRITELOG = true;
+  options.CACHETTL = 60;
+  options.RECURSIONOUT = true;
+  options.NS = {"10.0.0.1", "10.0.0.2"};
+  TempDir dir;
+  ASSERT_TRUE(SaveOptions(dir.File("korvane.ini"), options));
+  EXPECT_EQ(dir.Read("korvane.ini"),
+            "Name: ns.example.com\n"
+            "Hosts: /etc/Hosts\n"
+            "HostsTTL: 7200\n"
+            "DNSBind: 192.168.1.1\n"
+            "AutoCNAME: YES\n"
+            "WriteLog: YES\n"
+            "CacheTTL: 60\n"
+            "RecursionOut: YES\n"
+            "NS: 10.0.0.1\n"
+            "NS: 10.0.0.2\n");
+
+  Options back;
+  RecordingErrorReporter errors;
+  LoadOptions(dir.File("korvane.ini"), back, errors);
+  ExpectSame(options, back);
+}
+
+TEST(OptionsFile, DefaultsWriteOnlyTheHostsTTLLine) {
+  TempDir dir;
+  ASSERT_TRUE(SaveOptions(dir.File("korvane.ini"), Options{}));
+  EXPECT_EQ(dir.Read("korvane.ini"), "HostsTTL: 3600\n");
+  Options back;
+  back.CACHETTL = 99;
+  RecordingErrorReporter errors;
+  LoadOptions(dir.File("korvane.ini"), back, errors);
+  ExpectSame(Options{}, back);
+}
+
+TEST(OptionsFile, SaveIntoMissingFolderFails) {
+  TempDir dir;
+  EXPECT_FALSE(SaveOptions(dir.File("no/such/korvane.ini"), Options{}));
+}
+
+}  // namespace

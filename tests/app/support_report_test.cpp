@@ -1,0 +1,326 @@
+#include "app/support_report.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/fakes.h"
+
+namespace {
+
+using modMain::Log;
+using modMain::SupportReporter;
+using modMain::SystemFacts;
+
+constexpr DateTime kNow = 1777636800;        // 2026-05-01 12:00:00 UTC
+constexpr DateTime kInstalled = 1767225600;  // 2026-01-01 00:00:00 UTC
+
+struct ShownBox {
+  std::string text;
+  MessageButtons buttons;
+  MessageIcon icon;
+  bool topmost;
+};
+
+class RecordingBoxes : public MessageBoxes {
+ public:
+  MessageAnswer Show(const std::string& text, MessageButtons buttons, MessageIcon icon, bool,
+                     bool topmost) override {
+    shown.push_back({text, buttons, icon, topmost});
+    if (whileOpen) whileOpen();
+    return answer;
+  }
+  std::vector<ShownBox> shown;
+  MessageAnswer answer = MessageAnswer::No;
+  std::function<void()> whileOpen;
+};
+
+class RecordingEditor : public TextEditor {
+ public:
+  bool Open(const std::string& path) override {
+    opened.push_back(path);
+    return true;
+  }
+  std::vector<std::string> opened;
+};
+
+std::string Version() {
+  char text[32];
+  std::snprintf(text, sizeof text, "%d.%02d.%02d", KORVANE_VERSION_MAJOR, KORVANE_VERSION_MINOR,
+                KORVANE_VERSION_PATCH);
+  return text;
+}
+
+std::string CrLf(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + "\r\n";
+  return text;
+}
+
+class SupportReportTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    reporter.SetSystemFactsSource([] {
+      SystemFacts facts;
+      facts.version = "6.1.0-test";
+      facts.build = "Test Linux 12";
+      return facts;
+    });
+  }
+  // The folder's time is read when the report is made; set it after the
+  // files are in place.
+  void Install() { dir.SetModified(".", kInstalled); }
+
+  // The lines of `section` (from its heading to the empty line after it).
+  std::vector<std::string> Section(const std::string& heading) {
+    std::string text = dir.Read("support.txt");
+    std::vector<std::string> lines;
+    size_t at = text.find(heading + "\r\n");
+    if (at == std::string::npos) return lines;
+    while (true) {
+      size_t end = text.find("\r\n", at);
+      std::string line = text.substr(at, end - at);
+      if (line.empty()) break;
+      lines.push_back(line);
+      at = end + 2;
+    }
+    return lines;
+  }
+
+  TempDir dir;
+  FakeClock clock{kNow};
+  Options options;
+  Log log{clock, options, dir.path()};
+  RecordingBoxes boxes;
+  RecordingEditor editor;
+  SupportReporter reporter{dir.path(), "korvane", options, clock, log, boxes, editor};
+};
+
+TEST_F(SupportReportTest, WholeReportWithErrorSection) {
+  dir.Write("korvane.ini", "Name: ns.example.com\r\nNS: 10.0.0.1\r\n");
+  dir.Write("named.perm", "example.com. NS ns.example.com.\n\nlast line without end");
+  dir.Write("hosts", "127.0.0.1 localhost\n");
+  options.HOSTS = dir.File("hosts");
+  log.AddLine("DNS service started.");
+  clock.Advance(1);
+  log.AddLine("Request from 10.0.0.5");
+  Install();
+
+  reporter.Report("modDNS ProcReq", "while decoding", 6, "Overflow");
+
+  const std::string folder = dir.path();
+  const std::string ini = "File: " + folder + "/korvane.ini";
+  const std::string perm = "File: " + folder + "/named.perm";
+  const std::string root = "File: " + folder + "/named.root";
+  const std::string hosts = "File: " + folder + "/hosts";
+  EXPECT_EQ(dir.Read("support.txt"),
+            CrLf({"Korvane - Support Info",
+                  "------------------------------",
+                  "",
+                  "Error Description",
+                  "-----------------",
+                  "Number     : 6",
+                  "Description: Overflow",
+                  "Module     : modDNS ProcReq",
+                  "Additional : while decoding",
+                  "",
+                  "Application Information",
+                  "-----------------------",
+                  "Path      : " + folder + "/korvane",
+                  "Version   : " + Version(),
+                  "Installed : 2026-01-01 00:00:00",
+                  "",
+                  "System Information",
+                  "------------------",
+                  "OS Platform: Linux",
+                  "OS Version : 6.1.0-test",
+                  "OS Build   : Test Linux 12",
+                  "Date/Time  : 2026-05-01 12:00:01",
+                  "",
+                  "Recent Log Entries",
+                  "------------------",
+                  "2026-05-01 12:00:00  DNS service started.",
+                  "2026-05-01 12:00:01  Request from 10.0.0.5",
+                  "",
+                  ini,
+                  std::string(ini.size(), '-'),
+                  "Name: ns.example.com",
+                  "NS: 10.0.0.1",
+                  "",
+                  perm,
+                  std::string(perm.size(), '-'),
+                  "example.com. NS ns.example.com.",
+                  "",
+                  "last line without end",
+                  "",
+                  root,
+                  std::string(root.size(), '-'),
+                  "** Error opening file!",
+                  "",
+                  hosts,
+                  std::string(hosts.size(), '-'),
+                  "127.0.0.1 localhost",
+                  ""}));
+}
+
+TEST_F(SupportReportTest, ErrorBoxTellsWhereTheReportIsAndYesOpensIt) {
+  boxes.answer = MessageAnswer::Yes;
+  reporter.Report("modMain LoadOptions", "", 53, "File not found");
+  ASSERT_EQ(boxes.shown.size(), 1u);
+  EXPECT_EQ(boxes.shown[0].buttons, MessageButtons::YesNo);
+  EXPECT_EQ(boxes.shown[0].icon, MessageIcon::Critical);
+  EXPECT_TRUE(boxes.shown[0].topmost);
+  EXPECT_EQ(boxes.shown[0].text,
+            "An error has occured in Korvane!\n"
+            "\n"
+            "Error: 53 File not found\n"
+            "Module: modMain LoadOptions\n"
+            "\n"
+            "A support file containing information about your\n"
+            "system and configuration was created as\n"
+            "'" + dir.path() + "/support.txt'\n"
+            "\n"
+            "Please e-mail this file to support@korvane.example and\n"
+            "state any other information you think may be useful.\n"
+            "\n"
+            "Review the support file with text editor now ?");
+  EXPECT_EQ(editor.opened, (std::vector<std::string>{dir.File("support.txt")}));
+}
+
+TEST_F(SupportReportTest, NoLeavesTheEditorClosedAndEmptyTagHasNoModuleLine) {
+  reporter.Report("", "", 7, "Out of memory");
+  ASSERT_EQ(boxes.shown.size(), 1u);
+  EXPECT_EQ(boxes.shown[0].text.find("Module:"), std::string::npos);
+  EXPECT_NE(boxes.shown[0].text.find("Error: 7 Out of memory\n\nA support file"), std::string::npos);
+  EXPECT_TRUE(editor.opened.empty());
+}
+
+TEST_F(SupportReportTest, LogSectionCarriesTheLast50Lines) {
+  for (int i = 1; i <= 120; ++i) log.AddLine("line " + std::to_string(i));
+  reporter.Report("t", "", 5, "Invalid procedure call or argument");
+  std::vector<std::string> section = Section("Recent Log Entries");
+  ASSERT_EQ(section.size(), 52u);
+  EXPECT_EQ(section[2], "2026-05-01 12:00:00  line 71");
+  EXPECT_EQ(section[51], "2026-05-01 12:00:00  line 120");
+}
+
+TEST_F(SupportReportTest, EmptyWindowGivesNoLogEntriesLine) {
+  log.AddLine("gone");
+  log.ClearWindow();
+  reporter.MenuDump();
+  EXPECT_EQ(Section("Recent Log Entries"),
+            (std::vector<std::string>{"Recent Log Entries", "------------------",
+                                      "** No log entries!"}));
+}
+
+TEST_F(SupportReportTest, EmptyHostsPathIsAFileThatCannotBeOpened) {
+  reporter.MenuDump();
+  std::string text = dir.Read("support.txt");
+  EXPECT_TRUE(text.ends_with(CrLf({"File: ", "------", "** Error opening file!", ""}))) << text;
+}
+
+TEST_F(SupportReportTest, MenuDumpHasNoErrorSectionAndAsksToOpen) {
+  boxes.answer = MessageAnswer::Yes;
+  reporter.MenuDump();
+  std::string text = dir.Read("support.txt");
+  EXPECT_EQ(text.find("Error Description"), std::string::npos);
+  EXPECT_TRUE(text.starts_with(CrLf({"Korvane - Support Info", "------------------------------",
+                                     "", "Application Information"})));
+  ASSERT_EQ(boxes.shown.size(), 1u);
+  EXPECT_EQ(boxes.shown[0].buttons, MessageButtons::YesNo);
+  EXPECT_EQ(boxes.shown[0].icon, MessageIcon::Question);
+  EXPECT_EQ(boxes.shown[0].text,
+            "A support file containing information about your\n"
+            "system and configuration was created as\n"
+            "'" + dir.path() + "/support.txt'\n"
+            "\n"
+            "E-Mail this file to support@korvane.example and\n"
+            "state your question, suggestion or problem.\n"
+            "\n"
+            "Review the support file with text editor now ?");
+  EXPECT_EQ(editor.opened, (std::vector<std::string>{dir.File("support.txt")}));
+}
+
+TEST_F(SupportReportTest, NumberZeroWritesTheReportWithoutABox) {
+  reporter.Report("", "", 0, "");
+  EXPECT_TRUE(boxes.shown.empty());
+  EXPECT_NE(dir.Read("support.txt").find("System Information"), std::string::npos);
+}
+
+TEST_F(SupportReportTest, ErrorsWhileTheBoxIsOpenOnlyRewriteTheReport) {
+  boxes.whileOpen = [this] {
+    boxes.whileOpen = nullptr;
+    reporter.Report("clDNSReq Check", "", 6, "Overflow");
+    reporter.Report("frmMain Timer", "", 51, "Internal error");
+  };
+  reporter.Report("modDNS ProcReq", "", 5, "Invalid procedure call or argument");
+  ASSERT_EQ(boxes.shown.size(), 1u);
+  EXPECT_NE(boxes.shown[0].text.find("modDNS ProcReq"), std::string::npos);
+  EXPECT_NE(dir.Read("support.txt").find("Module     : frmMain Timer\r\n"), std::string::npos);
+
+  reporter.Report("modDNS ProcAns", "", 6, "Overflow");  // the box is closed again
+  EXPECT_EQ(boxes.shown.size(), 2u);
+}
+
+TEST_F(SupportReportTest, ReportThatCannotBeCreatedAsksToMailTheError) {
+  TempDir other;
+  SupportReporter lost(other.File("missing"), "korvane", options, clock, log, boxes, editor);
+  lost.Report("modMain AddLine", "", 57, "Device I/O error");
+  ASSERT_EQ(boxes.shown.size(), 1u);
+  EXPECT_EQ(boxes.shown[0].buttons, MessageButtons::OK);
+  EXPECT_EQ(boxes.shown[0].icon, MessageIcon::Critical);
+  EXPECT_TRUE(boxes.shown[0].topmost);
+  EXPECT_EQ(boxes.shown[0].text,
+            "An error has occured in Korvane!\n"
+            "\n"
+            "Error: 57 Device I/O error\n"
+            "Module: modMain AddLine\n"
+            "\n"
+            "Please e-mail support@korvane.example and state\n"
+            "the above error information along with any\n"
+            "other information you think may be useful.");
+  EXPECT_TRUE(editor.opened.empty());
+}
+
+TEST_F(SupportReportTest, FailedFactsEndTheirSections) {
+  SupportReporter lost(dir.File("missing"), "korvane", options, clock, log, boxes, editor);
+  lost.SetSystemFactsSource([] { return SystemFacts{}; });
+  std::string text = lost.ReportText("", "", 0, "");
+  EXPECT_NE(text.find(CrLf({"Version   : " + Version(), "** Error getting Application info!", "",
+                            "System Information", "------------------", "OS Platform: Linux",
+                            "** Error getting system info!", "", "Recent Log Entries"})),
+            std::string::npos)
+      << text;
+}
+
+TEST(SystemFacts, DistributionNameFromOsRelease) {
+  struct Case {
+    const char* text;
+    std::optional<std::string> name;
+  } cases[] = {
+      {"NAME=\"Debian GNU/Linux\"\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\n",
+       "Debian GNU/Linux 12 (bookworm)"},
+      {"NAME=Arch\nVERSION='rolling'\n", "Arch rolling"},
+      {"NAME=Plain\n", "Plain"},
+      {"PRETTY_NAME=\"Quote \\\"me\\\"\"\r\n", "Quote \"me\""},
+      {"ID=nothing\n", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const Case& c : cases) EXPECT_EQ(modMain::DistributionName(c.text), c.name) << c.text;
+}
+
+TEST(SystemFacts, ThisMachineHasAKernelRelease) {
+  SystemFacts facts = modMain::ReadSystemFacts();
+  ASSERT_TRUE(facts.version.has_value());
+  EXPECT_FALSE(facts.version->empty());
+  EXPECT_EQ(facts.platform, "Linux");
+}
+
+}  // namespace

@@ -1,0 +1,96 @@
+#include "app/ui.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <utility>
+#include <vector>
+#include <string>
+
+#include "support/fakes.h"
+
+namespace {
+
+TEST(HeadlessMessageBoxes, PrintsTheTextAndTakesTheCautiousAnswer) {
+  struct Case {
+    MessageButtons buttons;
+    MessageAnswer answer;
+  } cases[] = {{MessageButtons::OK, MessageAnswer::OK},
+               {MessageButtons::OKCancel, MessageAnswer::Cancel},
+               {MessageButtons::YesNo, MessageAnswer::No}};
+  for (const Case& c : cases) {
+    char* text = nullptr;
+    size_t size = 0;
+    std::FILE* out = open_memstream(&text, &size);
+    ASSERT_NE(out, nullptr);
+    HeadlessMessageBoxes boxes(out);
+    EXPECT_EQ(boxes.Show("Exit Korvane ?\nsecond line", c.buttons, MessageIcon::Question, false,
+                         false),
+              c.answer);
+    std::fclose(out);
+    EXPECT_EQ(std::string(text, size), "Exit Korvane ?\nsecond line\n");
+    std::free(text);
+  }
+}
+
+// Sets environment variables for one test and puts the old values back.
+class Environment {
+ public:
+  void Set(const char* name, const char* value) {
+    const char* old = std::getenv(name);
+    saved_.push_back({name, old ? std::optional<std::string>(old) : std::nullopt});
+    if (value) setenv(name, value, 1);
+    else unsetenv(name);
+  }
+  ~Environment() {
+    for (auto it = saved_.rbegin(); it != saved_.rend(); ++it) {
+      if (it->second) setenv(it->first.c_str(), it->second->c_str(), 1);
+      else unsetenv(it->first.c_str());
+    }
+  }
+
+ private:
+  std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
+};
+
+TEST(SystemTextEditor, ChoosesVisualThenEditorThenXdgOpen) {
+  TempDir dir;
+  dir.Write("notes.txt", "x");
+  const std::string file = dir.File("notes.txt");
+  SystemTextEditor editor;
+  {
+    Environment env;
+    env.Set("VISUAL", nullptr);
+    env.Set("EDITOR", "true --some-flag");  // arguments ride along
+    EXPECT_TRUE(editor.Open(file));
+  }
+  {
+    Environment env;
+    env.Set("VISUAL", "/nonexistent/visual-editor");
+    env.Set("EDITOR", "true");
+    EXPECT_FALSE(editor.Open(file));  // VISUAL wins even when it cannot start
+  }
+  {
+    Environment env;
+    env.Set("VISUAL", "  ");
+    env.Set("EDITOR", "true");
+    EXPECT_TRUE(editor.Open(file));  // a blank VISUAL counts as unset
+  }
+  {
+    Environment env;
+    env.Set("VISUAL", nullptr);
+    env.Set("EDITOR", nullptr);
+    env.Set("PATH", dir.path().c_str());  // no xdg-open here
+    EXPECT_FALSE(editor.Open(file));
+  }
+  {
+    Environment env;
+    env.Set("VISUAL", nullptr);
+    env.Set("EDITOR", file.c_str());  // exists, but is not a program
+    EXPECT_FALSE(editor.Open(file));
+  }
+}
+
+}  // namespace

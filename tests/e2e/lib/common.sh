@@ -160,8 +160,16 @@ kv_has_line() {   # kv_has_line <file> <exact text after the time stamp>
     grep -E "$KV_STAMP" "$file" | cut -c22- | tr -d '\r' | grep -qxF -- "$text"
 }
 
-# dig helpers. KV_DIG holds the common arguments (server, port, timeouts).
-kv_dig() { dig "${KV_DIG[@]}" "$@" 2>&1; }
+# dig helpers. KV_DIG holds the common arguments (server, port, timeouts);
+# KV_DIG_NS, when set, is the namespace dig runs in.
+KV_DIG_NS=""
+kv_dig() {
+    if [ -n "$KV_DIG_NS" ]; then
+        ip netns exec "$KV_DIG_NS" dig "${KV_DIG[@]}" "$@" 2>&1
+    else
+        dig "${KV_DIG[@]}" "$@" 2>&1
+    fi
+}
 
 # Fields of a dig reply.
 kv_status() { sed -n 's/.*status: \([A-Z]*\),.*/\1/p' <<<"$1" | head -n1; }

@@ -1,0 +1,238 @@
+#include "app/application.h"
+
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <arpa/inet.h>
+
+#include <chrono>
+#include <random>
+
+#include "app/identify.h"
+#include "app/options_file.h"
+#include "wire/dns_codec.h"
+
+namespace modMain {
+
+namespace {
+
+// The name of the interface that holds `address`, or "" when none does.
+std::string InterfaceHolding(const std::string& address) {
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) return "";
+  std::string name;
+  for (ifaddrs* i = list; i; i = i->ifa_next) {
+    if (!i->ifa_addr || i->ifa_addr->sa_family != AF_INET) continue;
+    char text[INET_ADDRSTRLEN] = {0};
+    inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in*>(i->ifa_addr)->sin_addr, text, sizeof text);
+    if (address == text) {
+      name = i->ifa_name;
+      break;
+    }
+  }
+  freeifaddrs(list);
+  return name;
+}
+
+}  // namespace
+
+Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& editor)
+    : settings_(std::move(settings)),
+      boxes_(boxes),
+      log_(clock_, options_, settings_.folder),
+      reporter_(settings_.folder, "korvane", options_, clock_, log_, boxes, editor),
+      store_{records_, options_, clock_, log_, reporter_, settings_.folder, localIPs_, DHCPifs_},
+      dns_(store_, WSDNS_, WSDNS2_),
+      dhcp_(DHCPifs_, options_, records_, clock_, log_, reporter_, settings_.folder) {
+  log_.SetErrorReporter(&reporter_);
+  log_.SetEcho(settings_.echo);
+  dns_.SetLeaseSource(&dhcp_);
+
+  std::mt19937 generator(static_cast<std::mt19937::result_type>(
+      std::chrono::system_clock::now().time_since_epoch().count()));
+  dns_.SetRandom([generator]() mutable {
+    return std::uniform_real_distribution<double>(0.0, 1.0)(generator);
+  });
+
+  timer_.setInterval(DnsEngine::kTimerIntervalMs);
+  connect(&timer_, &QTimer::timeout, this, [this] {
+    dns_.Timer();
+    log_.Flush();
+  });
+  dns_.SetTimerSwitch([this](bool on) {
+    if (on && !timer_.isActive()) timer_.start();
+    if (!on) timer_.stop();
+  });
+
+  housekeeping_.setInterval(1000);
+  connect(&housekeeping_, &QTimer::timeout, this, [this] { Housekeeping(); });
+  dhcp_.LeasesChanged = [this] { leasesDirty_ = true; };
+
+  WSDNS_.SetHandler([this](const Datagram& d) {
+    dns_.OnDnsDatagram(d.host, d.port, d.data, d.localAddress);
+  });
+  WSDNS_.SetBatchDone([this] { log_.Flush(); });
+  WSDNS_.SetErrorHandler(
+      [this](int number, const std::string& text) { dns_.SocketError(1, number, text); });
+  WSDNS2_.SetHandler([this](const Datagram& d) { dns_.OnDns2Datagram(d.host, d.port, d.data); });
+  WSDNS2_.SetBatchDone([this] { log_.Flush(); });
+  WSDNS2_.SetErrorHandler(
+      [this](int number, const std::string& text) { dns_.SocketError(2, number, text); });
+}
+
+Application::~Application() {
+  if (!closed_) Close(CloseReason::kOther);
+}
+
+void Application::ReportFault(const char* tag, const std::exception& error) {
+  reporter_.Report(tag, "", ErrorNumber::kInternal, error.what());
+}
+
+void Application::Start() {
+  localIPs_ = modIdentify::ReadLocalIPs(boxes_);
+  LoadOptions(store_.PathOf("korvane.ini"), options_, reporter_);
+  modDNS::LoadPerm(store_);
+  log_.AddLine("Loading cache...");
+  modDNS::LoadFile(store_, store_.PathOf("named.cache"), false, false);
+  log_.AddLine("Loading DHCP Leases...");
+  dhcp_.Load();
+  // The queries to other servers leave from a port the system chooses.
+  SendError error;
+  if (!WSDNS2_.Bind("", 0, BindOptions{}, error))
+    dns_.SocketError(2, error.number, error.description);
+  StartServices();
+  housekeeping_.start();
+  log_.Flush();
+}
+
+void Application::StartServices() {
+  try {
+    SendError error;
+    BindOptions options;
+    options.batch = 32;
+    const std::string& bind = options_.DNSBIND;
+    if (!WSDNS_.Bind(bind, settings_.dnsPort, options, error)) {
+      serverStarted_ = false;
+      if (!bind.empty()) {
+        log_.AddLine("Binding DNS service to " + bind + " failed - DNS service not started!");
+        boxes_.Show("Could not start DNS service on " + bind, MessageButtons::OK,
+                    MessageIcon::Exclamation);
+      } else {
+        log_.AddLine("Binding DNS service failed - DNS service not started!");
+        boxes_.Show("Could not start DNS service!\n\nPort used by other DNS server.",
+                    MessageButtons::OK, MessageIcon::Exclamation);
+      }
+      log_.Flush();
+      return;
+    }
+    log_.AddLine(bind.empty() ? "DNS service started." : "DNS service started on " + bind);
+    startStopCaption_ = "&Pause Server";
+    dns_.SetRunning(true);
+    BindDhcpSockets();
+    serverStarted_ = true;
+  } catch (const std::exception& e) {
+    ReportFault("modMain StartServices", e);
+  }
+  log_.Flush();
+}
+
+void Application::BindDhcpSockets() {
+  for (const clDHCPif& interface : DHCPifs_) {
+    int k = static_cast<int>(WSDHCP_.size()) + 1;
+    if (WSDHCP_.empty()) WSDHCP_.push_back(nullptr);  // element 0, the template
+    auto socket = std::make_unique<UdpSocket>();
+    BindOptions options;
+    options.device = InterfaceHolding(interface.IPaddr);
+    options.broadcast = true;
+    options.reuseAddress = true;
+    options.batch = 4;
+    SendError error;
+    // Broadcast DISCOVER and REQUEST reach only a socket on 0.0.0.0 that is
+    // tied to the interface; replies then leave through that interface.
+    if (k >= modDHCP::kSocketCount || options.device.empty() ||
+        !socket->Bind("", settings_.dhcpPort, options, error)) {
+      log_.AddLine("Binding DHCP service to " + interface.IPaddr + " failed!");
+      continue;
+    }
+    socket->SetLocalAddress(interface.IPaddr);
+    socket->SetHandler([this, k](const Datagram& d) { dhcp_.DataArrival(k, d.data, d.host); });
+    socket->SetBatchDone([this] { log_.Flush(); });
+    dhcp_.SetSocket(k, socket.get(), interface.IPaddr);
+    WSDHCP_.push_back(std::move(socket));
+    log_.AddLine("DHCP service started on " + interface.IPaddr);
+  }
+}
+
+void Application::CloseServiceSockets() {
+  WSDNS_.Close();
+  for (std::size_t k = 1; k < WSDHCP_.size(); ++k) {
+    dhcp_.CloseSocket(static_cast<int>(k));
+    if (WSDHCP_[k]) WSDHCP_[k]->Close();
+  }
+  WSDHCP_.clear();
+}
+
+void Application::StartStop() {
+  try {
+    if (serverStarted_) {
+      timer_.stop();
+      dns_.Pause();
+      CloseServiceSockets();
+      log_.AddLine("Server paused.");
+      startStopCaption_ = "&Start Server";
+      serverStarted_ = false;
+      log_.Flush();
+    } else {
+      StartServices();
+    }
+  } catch (const std::exception& e) {
+    ReportFault("frmMain mnuStartStop", e);
+  }
+}
+
+void Application::Reload() {
+  try {
+    modDNS::LoadPerm(store_);
+  } catch (const std::exception& e) {
+    ReportFault("frmMain mnuReload", e);
+  }
+  log_.Flush();
+}
+
+void Application::Housekeeping() {
+  if (leasesDirty_) {
+    leasesDirty_ = false;
+    dhcp_.Save();
+  }
+  log_.Flush();
+}
+
+void Application::Close(CloseReason reason) {
+  if (closed_) return;
+  closed_ = true;
+  switch (reason) {
+    case CloseReason::kUser: log_.AddLine("Program was closed by user."); break;
+    case CloseReason::kSessionEnded:
+      log_.AddLine("Program was closed because session ended.");
+      break;
+    case CloseReason::kTerminationSignal:
+      log_.AddLine("Program was closed through a termination signal.");
+      break;
+    case CloseReason::kOther: break;
+  }
+  try {
+    timer_.stop();
+    housekeeping_.stop();
+    modDNS::saveCache(store_);
+    dhcp_.Save();
+    leasesDirty_ = false;
+    dns_.Pause();
+    WSDNS2_.Close();
+    CloseServiceSockets();
+  } catch (const std::exception& e) {
+    ReportFault("frmMain Unload", e);
+  }
+  log_.CloseFile();
+}
+
+}  // namespace modMain

@@ -3,8 +3,9 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
 #include <limits>
+#include <optional>
+#include <sstream>
 
 #include "store/files.h"
 #include "wire/clean_name.h"
@@ -66,11 +67,12 @@ int32_t LeadingNumber(const std::string& text) {
 
 void LoadOptions(const std::string& path, Options& options, ErrorReporter& errors) {
   options = Options{};
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
+  std::optional<std::string> content = ReadWholeFile(path);
+  if (!content) {
     errors.Report("modMain LoadOptions", "", ErrorNumber::kFileNotFound, "File not found");
     return;
   }
+  std::istringstream file(*content);
   for (std::string line; std::getline(file, line);) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     size_t colon = line.find(':');

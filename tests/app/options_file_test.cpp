@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <limits>
 
 #include "support/fakes.h"
@@ -87,18 +88,21 @@ INSTANTIATE_TEST_SUITE_P(
                  Defaults()}),
     [](const auto& info) { return std::string(info.param.label); });
 
-TEST(OptionsFile, MissingFileKeepsDefaultsAndIsReported) {
+TEST(OptionsFile, UnreadableFileKeepsDefaultsAndIsReported) {
   TempDir dir;
-  Options options;
-  options.NAME = "stale";
-  options.NS = {"1.1.1.1"};
-  RecordingErrorReporter errors;
-  LoadOptions(dir.File("korvane.ini"), options, errors);
-  ExpectSame(Defaults(), options);
-  ASSERT_EQ(errors.errors.size(), 1u);
-  EXPECT_EQ(errors.errors[0].tag, "modMain LoadOptions");
-  EXPECT_EQ(errors.errors[0].number, ErrorNumber::kFileNotFound);
-  EXPECT_EQ(errors.errors[0].description, "File not found");
+  std::filesystem::create_directory(dir.File("folder"));
+  for (const std::string& path : {dir.File("korvane.ini"), dir.File("folder")}) {
+    Options options;
+    options.NAME = "stale";
+    options.NS = {"1.1.1.1"};
+    RecordingErrorReporter errors;
+    LoadOptions(path, options, errors);
+    ExpectSame(Defaults(), options);
+    ASSERT_EQ(errors.errors.size(), 1u) << path;
+    EXPECT_EQ(errors.errors[0].tag, "modMain LoadOptions");
+    EXPECT_EQ(errors.errors[0].number, ErrorNumber::kFileNotFound);
+    EXPECT_EQ(errors.errors[0].description, "File not found");
+  }
 }
 
 TEST(OptionsFile, LeadingNumberTable) {

@@ -1,0 +1,116 @@
+// One pending DNS request: resolution against the record list and the DHCP
+// leases, answer assembly, and resolution through other name servers.
+// Requests live in DnsEngine::Requests; the engine drives them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "store/record.h"
+#include "wire/services.h"
+
+class DnsEngine;
+
+// A candidate name server: "external" for a configured server, else the
+// server's own name.
+struct clNServ {
+  std::string Name;
+  std::string Address;  // dotted
+};
+
+class clDNSRequest {
+ public:
+  explicit clDNSRequest(DnsEngine& engine);
+
+  // Set at intake.
+  std::string FromIP;   // client address, or "SUB" for a sub-request
+  int32_t FromPort = 0;
+  std::string LocalAddress;  // address the query was sent to; the reply leaves from it
+  int32_t Id = 0;
+  bool RD = false;
+  std::string Name;     // question name, lower case with trailing dot
+  int16_t RecType = 0;  // question type
+
+  // External resolution.
+  DateTime TimeOut = 0;
+  std::string LastQ;
+  int16_t LastQType = 0;
+  int32_t LastQID = 0;
+  // The sub-request this request waits for (its Serial), 0 when none.
+  uint64_t SubRequest = 0;
+
+  // Unique for the engine's lifetime; sub-requests refer to their parent by it.
+  uint64_t Serial() const { return serial_; }
+  bool IsSub() const { return FromIP == "SUB"; }
+  bool Answered() const { return answered_; }
+  bool WaitingForSub() const { return waitingSub_; }
+  int ResponseCode() const { return rcode_; }
+  bool Authoritative() const { return AA_; }
+  int QueriesSent() const { return queries_; }
+
+  // True when the request is finished (answered or given up) and may leave
+  // Requests; false while it waits for another server or a sub-request.
+  // An unexpected failure is reported as "clDNSReq Check" and gives true.
+  bool Check();
+  // Called when the sub-request this request waits for has finished
+  // (answered or given up): the request is checked again soon.
+  void CheckSub();
+  // Sends the reply (nothing for a sub-request, which wakes its waiters).
+  void SendAnswer();
+  // Appends `record` to section 2, 3 or 4 unless that section or an
+  // earlier one already holds the same type, name and data.
+  void SectionAdd(int section, const clDNSRecord& record);
+  // Adds the A records of `name` (following aliases) to the additional section.
+  void AddAddl(std::string name);
+  // Adds, when AUTOCNAME is on, the alias targets' records to the answer.
+  // True when a target had to be resolved first (a sub-request was started
+  // and the answer waits for it).
+  bool CNAMERes();
+
+  const std::vector<clDNSRecord>& Section(int section) const;
+  const std::vector<clNServ>& NServs() const { return nservs_; }
+
+ private:
+  friend class DnsEngine;
+
+  void AddAuth(const std::string& name);
+  // Climbs from `zone` (itself included) to "." and stops at the first zone
+  // with usable NS records (permanent, root hints included, or cached and
+  // unexpired), which it appends to `servers`. False when none up to ".".
+  bool GetNS(std::string& zone, std::vector<const clDNSRecord*>& servers) const;
+  // The addresses of `servers` from the A records of their names.
+  std::vector<clNServ> FillNS(const std::vector<const clDNSRecord*>& servers) const;
+  // True when a query was sent (or a sub-request started); false when no
+  // server is left to ask or the request's query bound is reached.
+  bool ExtResolve();
+  // Fills the candidates for the current question; may start a sub-request.
+  void GatherServers();
+  bool StartSubRequest(const std::string& name);
+  void WakeWaiters();
+  void AddLeaseAnswers(DateTime now);
+  bool UnderOwnZone(const std::string& name) const;
+  void AppendRecord(std::string& message, const clDNSRecord& record, int section, DateTime now);
+
+  DnsEngine& engine_;
+  uint64_t serial_;
+  std::string currentName_;
+  bool answered_ = false;
+  bool waitingSub_ = false;
+  bool askedExternally_ = false;
+  bool AA_ = false;
+  int rcode_ = 0;
+  std::vector<clDNSRecord> answer_, authority_, additional_;
+
+  // External resolution state.
+  std::vector<clNServ> nservs_;
+  std::string lastServer_;       // address the last query went to
+  bool awaitingReply_ = false;   // a query is out and no reply was taken for it
+  bool regather_ = true;         // candidates must be gathered afresh
+  std::string finalFor_;         // name for which a final reply (answer, NXDOMAIN, NODATA) came
+  int queries_ = 0;
+  int subRequests_ = 0;
+  int subDepth_ = 0;             // 0 for a client's request
+  std::vector<std::string> subAsked_;  // names already given to a sub-request
+  bool queued_ = false;          // held in Requests
+};

@@ -1,0 +1,144 @@
+#include "dns_world.h"
+
+namespace {
+
+class Intake : public DnsWorld {};
+
+TEST_F(Intake, IncompleteRequestsAreLoggedAndNotAnswered) {
+  const std::string full = Query(7, "www.example.com.", 1);
+  const std::vector<std::string> cases = {
+      Bytes({0, 7, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0}),                // QDCOUNT 0
+      Bytes({0, 7, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0}),                // 12 bytes, no question
+      full.substr(0, full.size() - 3),                             // cut inside type/class
+      full.substr(0, 20),                                          // cut inside the name
+      Bytes({0, 7, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0xC0, 12, 0, 1, 0, 1}),  // pointer loop
+  };
+  for (const auto& datagram : cases) {
+    log.lines.clear();
+    engine.OnDnsDatagram("10.0.0.5", 5353, datagram);
+    EXPECT_EQ(log.lines, std::vector<std::string>{"Incomplete DNS Request from 10.0.0.5"})
+        << datagram.size();
+  }
+  EXPECT_TRUE(wsdns.sent.empty());
+  EXPECT_TRUE(engine.Requests().empty());
+}
+
+struct Refusal {
+  int opcode, qclass, qtype;
+  std::vector<std::string> lines;
+};
+
+class NotImplementedReply : public DnsWorld, public ::testing::WithParamInterface<Refusal> {};
+
+TEST_P(NotImplementedReply, EchoesTheRequestWithErrorFour) {
+  const Refusal& c = GetParam();
+  std::string request = Query(0x1234, "x.example.", c.qtype, true, c.qclass, c.opcode);
+  engine.OnDnsDatagram("10.0.0.5", 5353, request, "10.0.0.1");
+  EXPECT_EQ(log.lines, c.lines);
+  ASSERT_EQ(wsdns.sent.size(), 1u);
+  std::string expected = request;
+  expected[2] = static_cast<char>(expected[2] | 0x80);
+  expected[3] = static_cast<char>(132);
+  EXPECT_EQ(wsdns.sent[0].bytes, expected);
+  EXPECT_EQ(wsdns.sent[0].host, "10.0.0.5");
+  EXPECT_EQ(wsdns.sent[0].port, 5353);
+  EXPECT_EQ(wsdns.sent[0].from, "10.0.0.1");
+  EXPECT_TRUE(wsdns2.sent.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, NotImplementedReply,
+    ::testing::Values(
+        Refusal{1, 1, 1,
+                {"DNS Request from 10.0.0.5(Inverse Query Request)",
+                 "Sending answer to 10.0.0.5 about Inverse Query Request",
+                 "-> Error 4: Not implemented."}},
+        Refusal{2, 1, 1,
+                {"DNS Request from 10.0.0.5(Server Status Request)",
+                 "Sending answer to 10.0.0.5 about Server Status Request",
+                 "-> Error 4: Not implemented."}},
+        Refusal{9, 1, 1,
+                {"DNS Request from 10.0.0.5(Unknown Query Type)",
+                 "Sending answer to 10.0.0.5 about Unknown Query Type",
+                 "-> Error 4: Not implemented."}},
+        Refusal{0, 3, 1,
+                {"DNS Request from 10.0.0.5 for CHAOS class record",
+                 "Sending answer to 10.0.0.5 about CHAOS class record",
+                 "-> Error 4: Not implemented."}},
+        Refusal{0, 2, 1,
+                {"DNS Request from 10.0.0.5 for CSNET class record",
+                 "Sending answer to 10.0.0.5 about CSNET class record",
+                 "-> Error 4: Not implemented."}},
+        Refusal{0, 4, 1,
+                {"DNS Request from 10.0.0.5 for Hesiod [Dyer 87] class record",
+                 "Sending answer to 10.0.0.5 about Hesiod [Dyer 87] class record",
+                 "-> Error 4: Not implemented."}},
+        Refusal{0, 255, 1,
+                {"DNS Request from 10.0.0.5 for Unknown class",
+                 "Sending answer to 10.0.0.5 about Unknown class", "-> Error 4: Not implemented."}},
+        Refusal{0, 1, 16,
+                {"Request from 10.0.0.5 for TXT-record for x.example.",
+                 "Sending answer to 10.0.0.5 about TXT-record for x.example.",
+                 "-> Error 4: Not implemented."}},
+        Refusal{0, 1, 28,
+                {"Request from 10.0.0.5 for ?28?-record for x.example.",
+                 "Sending answer to 10.0.0.5 about ?28?-record for x.example.",
+                 "-> Error 4: Not implemented."}},
+        Refusal{0, 1, 252,
+                {"Request from 10.0.0.5 for AXFR-record for x.example.",
+                 "Sending answer to 10.0.0.5 about AXFR-record for x.example.",
+                 "-> Error 4: Not implemented."}}));
+
+TEST_F(Intake, ErrorFourKeepsTheReceivedFlagBitsExactly) {
+  // Opcode 2 with RD and TC set: only QR is added, byte 4 becomes 132.
+  std::string request = Bytes({0xAB, 0xCD, 0x13, 0x5A, 0, 1, 0, 0, 0, 0, 0, 0}) + Wire("a.") +
+                        U16(1) + U16(1);
+  engine.ProcReq("10.0.0.5", 1000, request);
+  ASSERT_EQ(wsdns.sent.size(), 1u);
+  EXPECT_EQ(wsdns.sent[0].bytes,
+            Bytes({0xAB, 0xCD, 0x93, 132, 0, 1, 0, 0, 0, 0, 0, 0}) + Wire("a.") + U16(1) + U16(1));
+}
+
+TEST_F(Intake, FailedSendOfErrorFourIsLogged) {
+  wsdns.fail = true;
+  engine.ProcReq("10.0.0.5", 1000, Query(1, "a.", 16));
+  EXPECT_EQ(log.lines.back(), "PRCREQ-WS Error 11 Resource temporarily unavailable");
+}
+
+TEST_F(Intake, DispatchDropsShortDatagramsAndEverythingWhilePaused) {
+  engine.OnDnsDatagram("10.0.0.5", 5353, Bytes({0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0}));
+  EXPECT_TRUE(log.lines.empty());
+  engine.Pause();
+  Ask(1, "a.", 16);
+  engine.OnDns2Datagram("10.0.0.9", 53, ReplyBuilder(1, "a.", 1).Build());
+  EXPECT_TRUE(log.lines.empty());
+  EXPECT_TRUE(wsdns.sent.empty());
+}
+
+TEST_F(Intake, QrBitSendsWsdnsDatagramsToReplyHandlingAndWsdns2IgnoresQueries) {
+  engine.OnDnsDatagram("10.0.0.9", 53, ReplyBuilder(77, "a.", 1).Build());
+  EXPECT_EQ(log.lines, std::vector<std::string>{"Reply from 10.0.0.9 (about nothing ?):"});
+  log.lines.clear();
+  engine.OnDns2Datagram("10.0.0.9", 53, Query(5, "a.", 16));
+  EXPECT_TRUE(log.lines.empty());
+  EXPECT_TRUE(wsdns.sent.empty());
+}
+
+TEST_F(Intake, SocketErrorEventsAreLogged) {
+  engine.SocketError(1, 10054, "Connection reset by peer");
+  engine.SocketError(2, 10065, "No route to host");
+  EXPECT_EQ(log.lines, (std::vector<std::string>{"MAIN-WS Error 10054 Connection reset by peer",
+                                                 "MAIN-WS2 Error 10065 No route to host"}));
+}
+
+TEST_F(Intake, AnyTypeGoesToResolutionAndTheLogShowsTheRequest) {
+  Perm("example.com.", 6, SoaData("ns1.example.com", "hostmaster.example.com", 1, 2, 3, 4, 5));
+  Perm("example.com.", 1, modIP::IPToData("10.1.1.1"));
+  Ask(3, "example.com.", 255);
+  EXPECT_EQ(log.lines.front(), "Request from 10.0.0.5 for *-record for example.com.");
+  WireMessage m = LastAnswer();
+  EXPECT_EQ(m.rcode(), 0);
+  EXPECT_EQ(m.In(2).size(), 2u);
+}
+
+}  // namespace

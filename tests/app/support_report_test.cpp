@@ -248,12 +248,6 @@ TEST_F(SupportReportTest, MenuDumpHasNoErrorSectionAndAsksToOpen) {
   EXPECT_EQ(editor.opened, (std::vector<std::string>{dir.File("support.txt")}));
 }
 
-TEST_F(SupportReportTest, NumberZeroWritesTheReportWithoutABox) {
-  reporter.Report("", "", 0, "");
-  EXPECT_TRUE(boxes.shown.empty());
-  EXPECT_NE(dir.Read("support.txt").find("System Information"), std::string::npos);
-}
-
 TEST_F(SupportReportTest, ErrorsWhileTheBoxIsOpenOnlyRewriteTheReport) {
   boxes.whileOpen = [this] {
     boxes.whileOpen = nullptr;

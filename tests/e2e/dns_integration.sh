@@ -111,7 +111,7 @@ kv_check "NODATA: the zone's SOA or NS record in authority" \
     bash -c 'grep -qE "^kvtest\.example\. IN (SOA ns1\.kvtest\.example\. hostmaster\.kvtest\.example\. 7 3600 900 604800 300|NS ns1\.kvtest\.example\.)$" <<<"$1"' _ "$auth"
 
 # --- a type the server does not implement
-r=$(kv_dig www.kvtest.example TXT)
+r=$(kv_dig +noedns www.kvtest.example TXT)
 kv_check "TXT: status NOTIMP" [ "$(kv_status "$r")" = NOTIMP ]
 kv_check "TXT: question echoed, no records" \
     bash -c 'grep -q "QUERY: 1, ANSWER: 0, AUTHORITY: 0, ADDITIONAL: 0" <<<"$1"' _ "$r"

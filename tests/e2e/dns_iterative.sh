@@ -114,12 +114,13 @@ done
 s1=$(sent); q1=$(kv_count "$OUT" "Request from 127.0.0.1 for ")
 check_answers "cache"
 kv_check "cache: no \"Sending request to \" line while answering from the cache ($s1 -> $(sent))" [ "$(sent)" = "$s1" ]
-kv_check "cache: the queries reached the server" [ "$(kv_count "$OUT" "Request from 127.0.0.1 for ")" -ge $((q1 + 9)) ]
+kv_check "cache: the queries reached the server" [ "$(kv_count "$OUT" "Request from 127.0.0.1 for ")" -ge $((q1 + 8)) ]
 
 # --- round 3: stop, check the cache file, start again and answer from it
 kv_stop_korvane "$PID"
 kv_check "SIGTERM: exit status 0 (got $KV_RC)" [ "$KV_RC" = 0 ]
-C=$DIR/named.cache
+C=$KV_TMP/named.cache.first
+cp "$DIR/named.cache" "$C"
 cline() { tr -d '\r' <"$C" | grep -qE "$1"; }
 kv_check "named.cache: www.example.test. A 10.1.2.3" cline '^www\.example\.test\. [0-9]+ A 10\.1\.2\.3$'
 kv_check "named.cache: alias.example.test. CNAME www.example.test." cline '^alias\.example\.test\. [0-9]+ CNAME www\.example\.test\.$'

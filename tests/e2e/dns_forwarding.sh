@@ -14,13 +14,13 @@ UPLOG=$KV_TMP/dnsmasq.log
 ip netns exec "$NS" dnsmasq --keep-in-foreground --conf-file=/dev/null --user=root \
     --pid-file="$KV_TMP/dnsmasq.pid" --port=53 --listen-address=127.0.0.2 --bind-interfaces \
     --no-resolv --no-hosts --local-ttl=120 \
-    --host-record=fwd.upstream.test,10.3.3.3 --host-record=two.upstream.test,10.3.3.4 \
+    --host-record=fwd.upstream.test,10.3.3.3 --host-record=ready.upstream.test,10.3.3.9 --host-record=two.upstream.test,10.3.3.4 \
     --host-record=mx1.upstream.test,10.3.3.5 --mx-host=upstream.test,mx1.upstream.test,5 \
     --cname=alias.upstream.test,two.upstream.test --address=/nx.upstream.test/ \
     --log-queries --log-facility="$UPLOG" >"$KV_TMP/dnsmasq.out" 2>&1 &
 kv_track $!
 for i in $(seq 1 50); do
-    ip netns exec "$NS" dig +time=1 +tries=1 @127.0.0.2 fwd.upstream.test A 2>/dev/null | grep -q '10.3.3.3' && break
+    ip netns exec "$NS" dig +time=1 +tries=1 @127.0.0.2 ready.upstream.test A 2>/dev/null | grep -q '10.3.3.9' && break
     sleep 0.1
 done
 [ "$i" -lt 50 ] || { echo "FAIL: dnsmasq did not come up"; cat "$KV_TMP/dnsmasq.out"; exit 1; }

@@ -9,6 +9,8 @@ packages=(
   # test peers and tools
   bind9-dnsutils dnsperf iproute2 nsd unbound dnsmasq-base dns-root-data
   udhcpc isc-dhcp-client kea-admin procps
+  # DHCP rate benchmark peer
+  kea-dhcp4-server
 )
 
 missing=()

@@ -101,7 +101,7 @@ stop() {   # stop PID
 perf() {   # perf PORT LABEL -> prints qps, sets QPS and LOST
     local out
     out=$(ip netns exec "$NS" dnsperf -s 127.0.0.1 -p "$1" -d "$TMP/queries.txt" -l "$SECS" 2>&1)
-    QPS=$(awk '/Queries per second:/ {print $4}' <<<"$out")
+    QPS=$(awk '/Queries per second:/ {printf "%.0f", $4}' <<<"$out")
     LOST=$(awk '/Queries lost:/ {print $3, $4}' <<<"$out")
     printf '  %-34s %12s q/s   lost %s\n' "$2" "${QPS:-?}" "${LOST:-?}"
 }

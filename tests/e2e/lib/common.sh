@@ -273,3 +273,42 @@ C
         fi
     done
 }
+
+# --- DHCP test bed ---------------------------------------------------------
+
+# kv_veth <ns-a> <if-a> <ns-b> <if-b>: a veth pair with one end in each
+# namespace, both up. The pair goes when either namespace is deleted.
+kv_veth() {
+    ip link add "$2" type veth peer name "$4" || { echo "FAIL: cannot create veth $2/$4"; exit 1; }
+    ip link set "$2" netns "$1" && ip link set "$4" netns "$3" ||
+        { ip link del "$2" 2>/dev/null; echo "FAIL: cannot move veth $2/$4"; exit 1; }
+    ip -n "$1" link set "$2" up
+    ip -n "$3" link set "$4" up
+}
+
+# kv_dhcp_script <path> <dump-prefix>: a client hook script for udhcpc ($1 is
+# the event) and dhclient ($reason). Each call dumps the environment to
+# <prefix>.<event> and appends the event to <prefix>.events; a bound or renewed
+# lease puts the address on the interface so that unicast renewals work.
+kv_dhcp_script() {
+    cat >"$1" <<S
+#!/bin/sh
+ev=\${reason:-\$1}
+env | sort >"$2.\$ev"
+echo "\$ev" >>"$2.events"
+case "\$ev" in
+    bound|renew|BOUND|RENEW|REBOOT)
+        a=\${ip:-\$new_ip_address}; m=\${subnet:-\$new_subnet_mask}
+        d=\${interface}
+        [ -n "\$a" ] && ip addr replace "\$a/\$m" dev "\$d" ;;
+    deconfig) ip addr flush dev "\$interface" ;;
+    RELEASE|EXPIRE|STOP)
+        [ -n "\$old_ip_address" ] && ip addr del "\$old_ip_address/\$old_subnet_mask" dev "\$interface" 2>/dev/null ;;
+esac
+exit 0
+S
+    chmod 755 "$1"
+}
+
+# kv_env_val <dump-file> <variable>: one value from a kv_dhcp_script dump.
+kv_env_val() { sed -n "s/^$2=//p" "$1" 2>/dev/null | head -n1; }

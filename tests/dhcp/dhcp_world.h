@@ -1,0 +1,151 @@
+// A small DHCP world for the tests: one interface 10.0.0.1 with the pool
+// 10.0.0.10 - 10.0.0.20, a recording sender on socket 1, and a builder for
+// client messages.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "dhcp/dhcp_server.h"
+#include "support/fakes.h"
+#include "wire/datetime.h"
+#include "wire/ip.h"
+
+struct SentDatagram {
+  std::string host;
+  int port = 0;
+  std::string bytes;
+  std::string from;
+};
+
+class RecordingSender : public DatagramSender {
+ public:
+  bool Send(const std::string& host, int port, const std::string& bytes,
+            const std::string& fromAddress, SendError& error) override {
+    if (fail) {
+      error = {101, "Network is unreachable"};
+      return false;
+    }
+    sent.push_back({host, port, bytes, fromAddress});
+    return true;
+  }
+  std::vector<SentDatagram> sent;
+  bool fail = false;
+};
+
+// What a client puts in its message.
+struct Client {
+  std::string mac = std::string("\x00\x11\x22\x33\x44\x55", 6);
+  int htype = 1;
+  std::optional<int> hlen;                 // default: mac's length
+  std::optional<std::string> hostName;     // option 12
+  std::optional<std::string> clientID;     // option 61
+  std::optional<std::string> requestedIP;  // option 50
+  std::optional<std::string> serverID;     // option 54
+  std::string ciaddr = "0.0.0.0";
+  std::string xid = std::string("\x12\x34\x56\x78", 4);
+  std::string cookie = std::string("\x63\x82\x53\x63", 4);
+};
+
+inline std::string Option(int code, const std::string& data) {
+  return std::string(1, static_cast<char>(code)) + static_cast<char>(data.size()) + data;
+}
+
+// The message without the end option; `extraOptions` go before it.
+inline std::string MessageBody(int type, const Client& c, const std::string& extraOptions = "") {
+  std::string m;
+  m += '\x01';
+  m += static_cast<char>(c.htype);
+  m += static_cast<char>(c.hlen.value_or(static_cast<int>(c.mac.size())));
+  m += '\0';
+  m += c.xid;
+  m += std::string(4, '\0');
+  m += modIP::IPToData(c.ciaddr);
+  m += std::string(12, '\0');
+  // chaddr, sname and file: the hardware address may run into sname.
+  m += (c.mac + std::string(208, '\0')).substr(0, 208);
+  m += c.cookie;
+  if (type >= 0) m += Option(53, std::string(1, static_cast<char>(type)));
+  if (c.clientID) m += Option(61, *c.clientID);
+  if (c.hostName) m += Option(12, *c.hostName);
+  if (c.requestedIP) m += Option(50, modIP::IPToData(*c.requestedIP));
+  if (c.serverID) m += Option(54, modIP::IPToData(*c.serverID));
+  m += extraOptions;
+  return m;
+}
+
+inline std::string Message(int type, const Client& c, const std::string& extraOptions = "") {
+  return MessageBody(type, c, extraOptions) + '\xff';
+}
+
+inline std::string YourAddress(const std::string& reply) {
+  return modIP::DataToIP(reply.substr(16, 4));
+}
+
+inline int ReplyType(const std::string& reply) {
+  // Option 53 is always the first option.
+  return static_cast<unsigned char>(reply.at(242));
+}
+
+struct DhcpWorld {
+  DHCPifList ifs{{"10.0.0.1", "10.0.0.10", "10.0.0.20", "255.255.255.0", "0.0.0.0", 86400,
+                  "example.com."}};
+  Options options;
+  RecordList records;
+  FakeClock clock;
+  RecordingLog log;
+  RecordingErrorReporter errors;
+  TempDir dir;
+  RecordingSender sender;
+  DhcpServer server{ifs, options, records, clock, log, errors, dir.path()};
+  int refreshes = 0;
+  int changes = 0;
+
+  DhcpWorld() {
+    options.NAME = "dns.example.com";
+    server.SetSocket(1, &sender, "10.0.0.1");
+    server.DHCPRefresh = [this] { ++refreshes; };
+    server.LeasesChanged = [this] { ++changes; };
+  }
+
+  void Receive(const std::string& bytes, const std::string& from = "0.0.0.0", int k = 1) {
+    server.DataArrival(k, bytes, from);
+  }
+  // Sends a message and returns the one reply, or nullopt when none was sent.
+  std::optional<std::string> Exchange(int type, const Client& c, const std::string& from = "0.0.0.0") {
+    std::size_t before = sender.sent.size();
+    Receive(Message(type, c), from);
+    if (sender.sent.size() == before) return std::nullopt;
+    return sender.sent.back().bytes;
+  }
+  // The address offered to `c`, or "" when no offer came.
+  std::string Offer(const Client& c) {
+    std::optional<std::string> reply = Exchange(modDHCP::kDiscover, c);
+    return reply ? YourAddress(*reply) : "";
+  }
+  // A full discover-request exchange; the acknowledged address or "".
+  std::string Lease(Client c) {
+    std::string offered = Offer(c);
+    if (offered.empty()) return "";
+    c.requestedIP = offered;
+    c.serverID = ifs[0].IPaddr;
+    std::optional<std::string> reply = Exchange(modDHCP::kRequest, c);
+    return reply && ReplyType(*reply) == modDHCP::kAck ? YourAddress(*reply) : "";
+  }
+  // Adds a lease to the table through the lease file. Each gets its own
+  // identity unless one is given (an empty one would not read back).
+  void AddLease(const std::string& name, const std::string& ip, double secondsLeft,
+                std::string id = "") {
+    if (id.empty()) id = "L" + std::to_string(++addedLeases);
+    extraLines += name + " " + ip + " " + modDHCP::HWToHex(id) + " " +
+                  FormatDateTime(clock.Now() + secondsLeft) + "\r\n";
+    dir.Write("dhcp.dat", extraLines);
+    server.Load();
+  }
+  std::vector<clLease> AllLeases() const {
+    return std::vector<clLease>(server.Leases().begin(), server.Leases().end());
+  }
+  std::string extraLines;
+  int addedLeases = 0;
+};

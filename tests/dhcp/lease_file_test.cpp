@@ -1,0 +1,112 @@
+// The lease file and the hexadecimal identities.
+#include <gtest/gtest.h>
+
+#include "dhcp_world.h"
+
+namespace {
+
+TEST(DhcpHex, ConvertsBothWays) {
+  EXPECT_EQ(modDHCP::HWToHex(Bytes({1, 0, 0xA0, 0xC9})), "0100A0C9");
+  EXPECT_EQ(modDHCP::HWToHex(""), "");
+  EXPECT_EQ(modDHCP::HexToHW("0100A0C9"), Bytes({1, 0, 0xA0, 0xC9}));
+  EXPECT_EQ(modDHCP::HexToHW("ff0a"), Bytes({255, 10}));
+  EXPECT_EQ(modDHCP::HexToHW("0G1-7F"), Bytes({0, 0, 0x7F}));  // not hexadecimal: 0
+  EXPECT_EQ(modDHCP::HexToHW("ABC"), Bytes({0xAB}));            // odd last character ignored
+}
+
+TEST(DhcpLeaseFile, SavesEveryLeaseWithCrLfAndReadsNamedOnesBack) {
+  DhcpWorld w;
+  Client named;
+  named.hostName = "pc1";
+  named.clientID = Bytes({1, 0, 0xA0, 0xC9});
+  ASSERT_EQ(w.Lease(named), "10.0.0.10");
+  Client nameless;
+  nameless.mac[5] = 0x66;
+  ASSERT_EQ(w.Lease(nameless), "10.0.0.11");
+  std::string expires = FormatDateTime(w.clock.Now() + 86400);
+
+  ASSERT_TRUE(w.server.Save());
+  EXPECT_EQ(w.dir.Read("dhcp.dat"), "; Korvane - DHCP Leases\r\n"
+                                    "pc1.example.com. 10.0.0.10 0100A0C9 " + expires + "\r\n"
+                                    " 10.0.0.11 01001122334466 " + expires + "\r\n");
+
+  // The nameless line shifts its fields when read and is dropped.
+  w.server.Load();
+  std::vector<clLease> leases = w.AllLeases();
+  ASSERT_EQ(leases.size(), 1u);
+  EXPECT_EQ(leases[0].ClientName, "pc1.example.com.");
+  EXPECT_EQ(leases[0].IPaddr, "10.0.0.10");
+  EXPECT_EQ(leases[0].ClientID, Bytes({1, 0, 0xA0, 0xC9}));
+  EXPECT_EQ(leases[0].Expires, w.clock.Now() + 86400);
+  EXPECT_TRUE(w.errors.errors.empty());
+}
+
+TEST(DhcpLeaseFile, ReadingRules) {
+  DhcpWorld w;
+  std::string when = FormatDateTime(w.clock.Now() + 600);
+  w.dir.Write("dhcp.dat",
+              "; Korvane - DHCP Leases\n"
+              "\n"
+              "   ; only a comment\n"
+              "PC1.Example.COM 10.0.0.010 AB " + when + " ; trailing comment\n"
+              "pc2   10.0.0.12    CD    " + when + "\r\n"
+              "pc3 0.0.0.0 EF " + when + "\n"
+              "pc4 10.0.0.14 01 not-a-date\n"
+              "pc5 10.0.0.15\n"
+              "pc6\n"
+              "  10.0.0.16  " + when + "\n"
+              "pc7.example.com. 10.0.0.17  " + when);
+  int refreshes = w.refreshes;
+  w.server.Load();
+  EXPECT_EQ(w.refreshes, refreshes + 1);
+  std::vector<clLease> leases = w.AllLeases();
+  ASSERT_EQ(leases.size(), 3u);
+  EXPECT_EQ(leases[0].ClientName, "pc1.example.com.");
+  EXPECT_EQ(leases[0].IPaddr, "10.0.0.10");
+  EXPECT_EQ(leases[0].ClientID, Bytes({0xAB}));
+  EXPECT_EQ(leases[0].Expires, w.clock.Now() + 600);
+  EXPECT_EQ(leases[1].ClientName, "pc2.");
+  EXPECT_EQ(leases[1].ClientID, Bytes({0xCD}));
+  EXPECT_EQ(leases[2].ClientName, "pc3.");
+  EXPECT_EQ(leases[2].IPaddr, "");
+  // pc7 has no identity: its date became the third field, its time the rest.
+}
+
+TEST(DhcpLeaseFile, MissingFileLeavesNoLeasesQuietly) {
+  DhcpWorld w;
+  ASSERT_EQ(w.Lease(Client{}), "10.0.0.10");
+  w.server.Load();
+  EXPECT_TRUE(w.server.Leases().empty());
+  EXPECT_TRUE(w.errors.errors.empty());
+  // An emptied table offers from the start of the pool again.
+  Client other;
+  other.mac[5] = 0x01;
+  EXPECT_EQ(w.Offer(other), "10.0.0.10");
+}
+
+TEST(DhcpLeaseFile, LoadedLeasesTakePartInAssignment) {
+  DhcpWorld w;
+  std::string later = FormatDateTime(w.clock.Now() + 3600);
+  w.dir.Write("dhcp.dat", "pc1.example.com. 10.0.0.10 01001122334455 " + later + "\r\n"
+                          "pc2.example.com. 10.0.0.11 0102 " + later + "\r\n");
+  w.server.Load();
+  // The client 00:11:22:33:44:55 without option 61 is the first lease's owner.
+  Client owner;
+  owner.hostName = "pc1";
+  owner.ciaddr = "10.0.0.10";
+  std::optional<std::string> reply = w.Exchange(modDHCP::kRequest, owner, "10.0.0.10");
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(ReplyType(*reply), modDHCP::kAck);
+  EXPECT_EQ(w.AllLeases().size(), 2u);
+  EXPECT_EQ(w.changes, 1);
+}
+
+TEST(DhcpLeaseFile, UnwritableFolderIsReported) {
+  DhcpWorld w;
+  DhcpServer lost(w.ifs, w.options, w.records, w.clock, w.log, w.errors, w.dir.File("no/such"));
+  EXPECT_FALSE(lost.Save());
+  ASSERT_EQ(w.errors.errors.size(), 1u);
+  EXPECT_EQ(w.errors.errors[0].tag, "modDHCP Save");
+}
+
+}  // namespace

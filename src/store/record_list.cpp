@@ -14,6 +14,18 @@ void RemoveIterator(std::vector<RecordList::iterator>& from, RecordList::iterato
 }
 }  // namespace
 
+RecordList::RecordList(const RecordList& other) {
+  for (const clDNSRecord& r : other) Append(r);
+}
+
+RecordList& RecordList::operator=(const RecordList& other) {
+  if (this != &other) {
+    Clear();
+    for (const clDNSRecord& r : other) Append(r);
+  }
+  return *this;
+}
+
 RecordList::iterator RecordList::Append(clDNSRecord record) {
   std::vector<iterator>& slot = byName_[record.Name];
   records_.push_back(std::move(record));

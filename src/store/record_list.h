@@ -1,6 +1,8 @@
 // The record list: permanent and cached records in the order they were
 // added, with an index by name so that the records of one name are found
 // without walking the whole list. Every walk sees records in list order.
+// The indexes are keyed on Name, RecType and Permanent: change those only by
+// erasing the record and appending a new one.
 #pragma once
 
 #include <cstddef>
@@ -16,6 +18,13 @@ class RecordList {
   using Storage = std::list<clDNSRecord>;
   using iterator = Storage::iterator;
   using const_iterator = Storage::const_iterator;
+
+  RecordList() = default;
+  // A copy gets indexes of its own, pointing into its own list.
+  RecordList(const RecordList& other);
+  RecordList& operator=(const RecordList& other);
+  RecordList(RecordList&&) = default;
+  RecordList& operator=(RecordList&&) = default;
 
   iterator begin() { return records_.begin(); }
   iterator end() { return records_.end(); }

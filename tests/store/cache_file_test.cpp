@@ -95,11 +95,4 @@ TEST(SaveCache, UnwritableFolderIsReported) {
   EXPECT_EQ(w.errors.errors[0].tag, "modDNS saveCache");
 }
 
-TEST(SaveCache, ReplacesTheOldFileWhole) {
-  StoreWorld w;
-  w.dir.Write("named.cache", std::string(10000, 'x'));
-  modDNS::saveCache(w.ctx);
-  EXPECT_EQ(w.dir.Read("named.cache"), Header(w.clock.Now()));
-}
-
 }  // namespace

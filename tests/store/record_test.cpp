@@ -294,8 +294,13 @@ TEST(RecordListIndex, RandomAddsAndRemovesMatchAFullWalk) {
       ++m;
     }
   }
+  RecordList copy = w.records;
+  ExpectIndexesMatchWalk(copy, names);
   w.records.Clear();
   ExpectIndexesMatchWalk(w.records, names);
+  w.records = copy;
+  ExpectIndexesMatchWalk(w.records, names);
+  EXPECT_EQ(w.records.size(), copy.size());
 }
 
 }  // namespace

@@ -20,6 +20,17 @@ namespace modDNS {
 
 namespace {
 
+bool HasOctetAbove255(std::string_view address) {
+  while (!address.empty()) {
+    std::size_t dot = address.find('.');
+    if (std::nearbyint(std::abs(modIP::LeadingNumber(address.substr(0, dot)))) > 255) return true;
+    if (dot == std::string_view::npos) break;
+    address.remove_prefix(dot + 1);
+  }
+  return false;
+}
+
+
 constexpr int32_t kDefaultTTL = 86400;
 constexpr std::size_t kProgressThreshold = 7500;
 
@@ -80,7 +91,11 @@ void ReadRecordLine(StoreContext& ctx, std::string line, ReaderState& state, boo
   std::string data;
   int32_t pref = 0;
   if (type == "A") {
-    std::string address = modIP::CleanIP(NextToken(line));
+    std::string token = NextToken(line);
+    // The lenient address reading would turn 300.1.1.1 into 255.1.1.1: an
+    // operator's typing error must not become a record.
+    if (HasOctetAbove255(token)) return;
+    std::string address = modIP::CleanIP(token);
     if (address.empty()) return;
     data = modIP::IPToData(address);
     if (permanent && !rootHints)

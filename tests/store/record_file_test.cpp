@@ -80,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "a. NS n.\nb. SOA p. m. (\n 1 2 3\n 4 5\n", {"a. 2 86400 n. 0 P"}},
         DialectCase{"SoaShortOfNumbersIsDropped", "a. SOA p. m. 1 2 3 4\n", {}},
         DialectCase{"ClassChaosSkipsTheLine", "a. CH NS n.\na. 60 ch NS n.\n", {}},
-        DialectCase{"UnusableAddressAddsNothing", "host A 0.0.0.0\nhost A abc\n", {}},
+        DialectCase{"UnusableAddressAddsNothing", "host A 0.0.0.0\nhost A abc\nhost A 300.1.1.1\nhost A 10.0.256.1\n", {}},
         DialectCase{"TtlWithUnitIsTakenAsType", "a. 1h A 10.0.0.1\n", {}},
         DialectCase{"TtlWithLeadingZeroIsTakenAsType", "a. 0100 NS n.\n", {}},
         DialectCase{"TtlWithSignIsTakenAsType", "a. +100 NS n.\n", {}},

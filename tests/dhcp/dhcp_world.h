@@ -137,9 +137,17 @@ struct DhcpWorld {
   // identity unless one is given (an empty one would not read back).
   void AddLease(const std::string& name, const std::string& ip, double secondsLeft,
                 std::string id = "") {
+    StageLease(name, ip, secondsLeft, std::move(id));
+    LoadStaged();
+  }
+  // The same for many leases: stage them all, then load once.
+  void StageLease(const std::string& name, const std::string& ip, double secondsLeft,
+                  std::string id = "") {
     if (id.empty()) id = "L" + std::to_string(++addedLeases);
     extraLines += name + " " + ip + " " + modDHCP::HWToHex(id) + " " +
                   FormatDateTime(clock.Now() + secondsLeft) + "\r\n";
+  }
+  void LoadStaged() {
     dir.Write("dhcp.dat", extraLines);
     server.Load();
   }

@@ -48,6 +48,8 @@ class clDNSRequest {
   int ResponseCode() const { return rcode_; }
   bool Authoritative() const { return AA_; }
   int QueriesSent() const { return queries_; }
+  // Address of the server asked last ("" before the first query).
+  const std::string& LastServer() const { return lastServer_; }
 
   // True when the request is finished (answered or given up) and may leave
   // Requests; false while it waits for another server or a sub-request.

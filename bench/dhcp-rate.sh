@@ -13,6 +13,8 @@ MICRO=${2:-$(dirname "$BIN")/korvane_bench}
 RATE=${RATE:-5000}
 SECS=${SECS:-10}
 PEERS=${PEERS:-kea dnsmasq}
+KEA_MT=${KEA_MT:-false}   # true: Kea's multi-threaded packet processing (off by default in 2.2)
+KEA_LOG=${KEA_LOG:-INFO}  # INFO logs every lease, as Korvane logs every exchange
 CLIENTS=$((RATE * SECS * 11 / 10))   # more MACs than exchanges: every client is new
 
 kv_init "$BIN" dhcprate
@@ -93,12 +95,13 @@ if [[ " $PEERS " == *" kea "* ]]; then
     "lease-database": { "type": "memfile", "persist": true, "lfc-interval": 0,
                         "name": "$KV_TMP/kea-leases4.csv" },
     "valid-lifetime": 3600,
+    "multi-threading": { "enable-multi-threading": $KEA_MT, "thread-pool-size": 2, "packet-queue-size": 64 },
     "subnet4": [ { "id": 1, "subnet": "10.213.0.0/16",
                    "pools": [ { "pool": "$FIRST - $LAST" } ],
                    "option-data": [ { "name": "routers", "data": "10.213.0.254" },
                                     { "name": "domain-name-servers", "data": "10.213.0.1" },
                                     { "name": "domain-name", "data": "bench.kvtest" } ] } ],
-    "loggers": [ { "name": "kea-dhcp4", "severity": "INFO",
+    "loggers": [ { "name": "kea-dhcp4", "severity": "$KEA_LOG",
                    "output_options": [ { "output": "$KV_TMP/kea.log" } ] } ]
 } }
 EOF
@@ -106,7 +109,11 @@ EOF
             >"$KV_TMP/kea.out" 2>&1 &
         KEA=$!
         kv_track "$KEA"
-        if kv_wait_grep "$KV_TMP/kea.log" "DHCP4_STARTED" 1 10; then
+        for _ in $(seq 1 100); do
+            ip netns exec "$NS_S" ss -uanp 2>/dev/null | grep -q '"kea-dhcp4"' && break
+            sleep 0.1
+        done
+        if ip netns exec "$NS_S" ss -uanp 2>/dev/null | grep -q '"kea-dhcp4"'; then
             perf kea
         else
             echo "kea      did not start:"; tail -n 5 "$KV_TMP/kea.out" "$KV_TMP/kea.log"

@@ -11,6 +11,7 @@ constexpr std::size_t kHeaderLength = 240;  // fixed header and magic cookie
 constexpr std::size_t kChaddrOffset = 28;
 constexpr std::size_t kChaddrLength = 16;
 constexpr unsigned char kEndOption = 255;
+constexpr std::size_t kMaxBuffered = 65536;
 
 std::uint32_t AddressNumber(std::string_view text) {
   std::string data = modIP::IPToData(text);
@@ -97,6 +98,9 @@ void DhcpServer::Arrival(int16_t k, const std::string& sender) {
   }
   try {
     ReadMessage(k, sender);
+    // A peer that never sends an end option would otherwise grow the buffer
+    // and the cost of re-reading it without bound.
+    if (buffers_[k].size() > kMaxBuffered) buffers_[k].clear();
   } catch (const std::exception& error) {
     // A message that faulted once would fault again with every datagram appended.
     buffers_[k].clear();
@@ -362,7 +366,7 @@ void DhcpServer::DeleteClient(const std::string& clientID) {
     for (LeaseTable::Id id : doomed) leases_.Erase(id);
     Refresh();
   } catch (const std::exception& error) {
-    Fault("modDHCP Remove", error);
+    Fault("frmMain mnuDHCPDel", error);
   }
   AfterChange(before);
 }

@@ -84,6 +84,7 @@ class DhcpServer : public LeaseSource {
   // outside 0..10 is reported and the datagram dropped.
   void DataArrival(int k, std::string_view datagram, const std::string& sender);
   // Reads the message held in DHCPBuffers(k); `sender` is its source address.
+  // An incomplete message is kept for the next datagram, up to 64 KiB.
   void Arrival(int16_t k, const std::string& sender);
 
   void Discover(const clDHCPRequest& request);

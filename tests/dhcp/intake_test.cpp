@@ -46,6 +46,15 @@ TEST(DhcpIntake, OptionLengthBeyondTheMessageKeepsTheBuffer) {
   EXPECT_TRUE(w.sender.sent.empty());
 }
 
+TEST(DhcpIntake, EndlessPaddingIsDroppedOnceTheBufferIsFull) {
+  DhcpWorld w;
+  w.Receive(MessageBody(modDHCP::kDiscover, Client{}));
+  for (int i = 0; i < 70; ++i) w.Receive(std::string(1000, '\0'));
+  EXPECT_LT(w.server.DHCPBuffers(1).size(), 1000u);
+  w.Receive(Message(modDHCP::kDiscover, Client{}));
+  EXPECT_EQ(w.sender.sent.size(), 1u);
+}
+
 TEST(DhcpIntake, WrongMagicCookieAndPadOptionsAreReadAllTheSame) {
   DhcpWorld w;
   Client c = Named("pc1");

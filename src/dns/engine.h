@@ -9,6 +9,10 @@
 //   - socket error events go to SocketError;
 //   - a 1000 ms timer calls Timer() while the engine wants it: the engine
 //     says so through the callback given to SetTimerSwitch.
+// Nothing here throws. Bad datagrams get their logged result (or are
+// dropped); unexpected failures go to the store's error reporter with the
+// procedure's tag ("modDNS ProcReq", "modDNS ProcAns", "frmMain Timer",
+// "clDNSReq Check", ...) and the call returns.
 #pragma once
 
 #include <cstdint>
@@ -110,6 +114,7 @@ class DnsEngine {
   int32_t queryId_ = 0;
   int32_t tickCounter_ = 0;
   uint64_t nextSerial_ = 1;
+  DateTime lastIntakeClean_ = -1e18;
 };
 
 // Section names of a DNS message, as the log writes them (1 "Question" ... 4 "Additional").

@@ -349,6 +349,25 @@ TEST_F(External, TimerCleansTheCacheEveryMinuteWhileRequestsWait) {
   EXPECT_TRUE(errors.errors.empty());
 }
 
+TEST_F(External, ReplyArrivingOnTheServerSocketIsTakenToo) {
+  Forwarding({"127.0.0.53"});
+  Ask(4, "www.example.org.", 1);
+  WireMessage q = OneQuery("127.0.0.53");
+  engine.OnDnsDatagram(
+      "127.0.0.53", 53,
+      ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.5.5.5").Build());
+  EXPECT_EQ(LastAnswer().id, 4);
+}
+
+TEST_F(External, AQuietIntakeCleansExpiredRecordsFirst) {
+  Cached("short.example.org.", 1, modIP::IPToData("10.1.2.3"), 10);
+  Cached("long.example.org.", 1, modIP::IPToData("10.1.2.4"), 100);
+  clock.Advance(20);
+  Ask(1, "long.example.org.", 1);
+  EXPECT_TRUE(records.Named("short.example.org.").empty());
+  EXPECT_FALSE(records.Named("long.example.org.").empty());
+}
+
 TEST_F(External, PauseEmptiesRequestsAndStopsTheTimer) {
   Forwarding({"127.0.0.53"});
   Ask(1, "www.example.org.", 1);

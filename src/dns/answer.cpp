@@ -107,9 +107,13 @@ void clDNSRequest::AppendRecord(std::string& message, const clDNSRecord& record,
       const std::string& soa = record.Data;
       std::size_t first = soa.find('\0');
       std::size_t second = first == std::string::npos ? std::string::npos : soa.find('\0', first + 1);
-      std::string primary = soa.substr(0, first) + ".";
+      auto dotted = [](std::string name) {
+        if (name.empty() || name.back() != '.') name += '.';
+        return name;
+      };
+      std::string primary = dotted(soa.substr(0, first));
       std::string mailbox, numbers;
-      if (first != std::string::npos) mailbox = soa.substr(first + 1, second - first - 1) + ".";
+      if (first != std::string::npos) mailbox = dotted(soa.substr(first + 1, second - first - 1));
       if (second != std::string::npos) numbers = soa.substr(second + 1);
       data = modDNS::ZipName(message, primary, errors) + modDNS::ZipName(message, mailbox, errors) +
              numbers;

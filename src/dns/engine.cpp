@@ -42,11 +42,6 @@ bool Implemented(int type) {
   }
 }
 
-std::string NameWithoutDot(std::string name) {
-  if (!name.empty() && name.back() == '.') name.pop_back();
-  return name;
-}
-
 }  // namespace
 
 const std::string& SectionName(int section) {
@@ -333,9 +328,10 @@ void DnsEngine::TakeReply(const std::string& host, std::string_view data) {
               primary.find('\0') != std::string::npos || mailbox.find('\0') != std::string::npos)
             continue;
           shown = primary;
-          stored = NameWithoutDot(primary);
+          // Kept with their dots, as the record file gives them.
+          stored = primary;
           stored += '\0';
-          stored += NameWithoutDot(mailbox);
+          stored += mailbox;
           stored += '\0';
           stored.append(view.substr(0, 20));
           if (section == 3 && soaOwner.empty()) {

@@ -59,6 +59,13 @@ TEST_F(Resolution, SoaDataIsSplitAndBothNamesCompressedAgainstTheSameMessage) {
   Perm("example.com.", 6, kSoa);
   Ask(9, "example.com.", 6);
   ASSERT_EQ(wsdns.sent.size(), 1u);
+  // The record file stores the two names with their dots: same bytes, no "..".
+  Perm("example.net.", 6, SoaData("ns1.example.net.", "hostmaster.example.net.", 1, 2, 3, 4, 5));
+  Ask(10, "example.net.", 6);
+  ASSERT_EQ(wsdns.sent.size(), 2u);
+  EXPECT_EQ(wsdns.sent[1].bytes.substr(wsdns.sent[1].bytes.size() - 20 - 19, 19),
+            Bytes({3, 'n', 's', '1', 0xC0, 12, 10}) + "hostmaster" + Bytes({0xC0, 12}));
+  EXPECT_TRUE(Logged("-> Answer: SOA-record for example.net. = ns1.example.net."));
   const std::string numbers = U32(2024010101) + U32(7200) + U32(900) + U32(1209600) + U32(300);
   const std::string rdata = Bytes({3, 'n', 's', '1', 0xC0, 12}) + Bytes({10}) + "hostmaster" +
                             Bytes({0xC0, 12}) + numbers;

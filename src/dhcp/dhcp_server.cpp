@@ -392,7 +392,9 @@ void DhcpServer::Send(const clDHCPRequest& request, int16_t type, const std::str
     reply += "\x63\x82\x53\x63";
 
     AppendOption(reply, 53, std::string(1, static_cast<char>(type)));
-    AppendOption(reply, 61, request.ClientID);
+    // A client that sent no identifier gets none back: a zero-length option
+    // 61 makes common clients throw the whole reply away.
+    if (!request.ClientID.empty()) AppendOption(reply, 61, request.ClientID);
     AppendOption(reply, 1, modIP::IPToData(interface.Subnet));
     AppendOption(reply, 54, modIP::IPToData(interface.IPaddr));
     std::uint32_t leaseTime = static_cast<std::uint32_t>(interface.TTL);

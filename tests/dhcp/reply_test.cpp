@@ -24,7 +24,7 @@ TEST(DhcpReply, OfferWithoutGatewayOrClientIdentifier) {
   w.Receive(Message(modDHCP::kDiscover, c));
   ASSERT_EQ(w.sender.sent.size(), 1u);
   std::string expected = ReplyHeader(Zeros(4), Bytes({10, 0, 0, 10})) +
-                         Bytes({53, 1, 2}) + Bytes({61, 0}) + Bytes({1, 4, 255, 255, 255, 0}) +
+                         Bytes({53, 1, 2}) + Bytes({1, 4, 255, 255, 255, 0}) +
                          Bytes({54, 4, 10, 0, 0, 1}) + Bytes({51, 4, 0, 1, 81, 128}) +
                          Bytes({6, 4, 10, 0, 0, 1}) + Bytes({12, 3}) + "pc1" + kDomainOption +
                          Bytes({255});
@@ -63,7 +63,7 @@ TEST(DhcpReply, NegativeCarriesAllOptionsWithoutAddress) {
   c.serverID = "10.0.0.1";
   w.Receive(Message(modDHCP::kRequest, c));
   ASSERT_EQ(w.sender.sent.size(), 1u);
-  std::string expected = ReplyHeader(Zeros(4), Zeros(4)) + Bytes({53, 1, 6}) + Bytes({61, 0}) +
+  std::string expected = ReplyHeader(Zeros(4), Zeros(4)) + Bytes({53, 1, 6}) +
                          Bytes({1, 4, 255, 255, 255, 0}) + Bytes({54, 4, 10, 0, 0, 1}) +
                          Bytes({51, 4, 0, 1, 81, 128}) + Bytes({6, 4, 10, 0, 0, 1}) +
                          Bytes({12, 0}) + kDomainOption + Bytes({255});

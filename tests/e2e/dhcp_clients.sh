@@ -6,7 +6,7 @@
 #
 #   server ns: bridge 10.213.57.1/24, one veth port per client
 #   client ns 1: udhcpc, host name kvhost1, own client identifier
-#   client ns 2: dhclient, host name kvhost2, client identifier = hardware
+#   client ns 2: dhclient, host name kvhost2, no client identifier (its default)
 . "$(dirname "$0")/lib/common.sh"
 kv_init "$1" dhcpcli
 kv_need_root
@@ -36,7 +36,7 @@ ip -n "$NS_S" link set "$IF_2S" master "$BR"
 MAC1=$(ip -n "$NS_1" -o link show "$IF_1C" | sed -n 's/.*link\/ether \([0-9a-f:]*\).*/\1/p')
 MAC2=$(ip -n "$NS_2" -o link show "$IF_2C" | sed -n 's/.*link\/ether \([0-9a-f:]*\).*/\1/p')
 HEX1=01$(tr -d : <<<"$MAC1" | tr a-f A-F)   # udhcpc's client identifier: type 1 + MAC
-HEX2=01$(tr -d : <<<"$MAC2" | tr a-f A-F)   # dhclient's "= hardware": the same form
+HEX2=01$(tr -d : <<<"$MAC2" | tr a-f A-F)   # dhclient sends none: known by htype + MAC
 
 DIR=$KV_TMP/prog
 OUT=$KV_TMP/korvane.out
@@ -98,10 +98,9 @@ for l in "DHCP Discovery from kvhost1" "Sending DHCP Offer to kvhost1 for $NET.1
     kv_check "log \"$l\"" kv_has_line "$OUT" "$l"
 done
 
-# --- dhclient: host name and client identifier from its config file
+# --- dhclient with its default settings: a host name, no client identifier
 cat >"$KV_TMP/dhclient.conf" <<EOF
 send host-name "kvhost2";
-send dhcp-client-identifier = hardware;
 request subnet-mask, broadcast-address, routers, domain-name-servers, domain-name, host-name;
 timeout 30;
 retry 1;

@@ -151,15 +151,7 @@ void DnsEngine::ProcReq(const std::string& host, int port, std::string_view data
       NotImplemented(host, port, data, text, localAddress);
       return;
     }
-    if (requests_.empty()) {
-      // The clean walks the whole list; once per second of the clock is
-      // enough, or a busy server would walk it for every query.
-      DateTime now = store_.clock.Now();
-      if (now - lastIntakeClean_ >= 1.0 || now < lastIntakeClean_) {
-        modDNS::CleanCache(store_);
-        lastIntakeClean_ = now;
-      }
-    }
+    if (requests_.empty()) modDNS::CleanCache(store_);
     if (!request->Check()) AddRequest(std::move(request));
     RunPendingChecks();
   } catch (const std::exception& e) {

@@ -114,7 +114,6 @@ class DnsEngine {
   int32_t queryId_ = 0;
   int32_t tickCounter_ = 0;
   uint64_t nextSerial_ = 1;
-  DateTime lastIntakeClean_ = -1e18;
 };
 
 // Section names of a DNS message, as the log writes them (1 "Question" ... 4 "Additional").

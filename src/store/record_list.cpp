@@ -32,6 +32,7 @@ RecordList::iterator RecordList::Append(clDNSRecord record) {
   iterator it = std::prev(records_.end());
   slot.push_back(it);
   if (IsZoneRecord(*it)) zoneRecords_.push_back(it);
+  if (!it->Permanent && it->TimeOut(0) < earliestExpiry_) earliestExpiry_ = it->TimeOut(0);
   return it;
 }
 
@@ -50,6 +51,7 @@ void RecordList::Clear() {
   byName_.clear();
   zoneRecords_.clear();
   records_.clear();
+  earliestExpiry_ = kNever;
 }
 
 const std::vector<RecordList::iterator>& RecordList::Named(const std::string& name) const {

@@ -2,7 +2,8 @@
 // added, with an index by name so that the records of one name are found
 // without walking the whole list. Every walk sees records in list order.
 // The indexes are keyed on Name, RecType and Permanent: change those only by
-// erasing the record and appending a new one.
+// erasing the record and appending a new one. A cached record's expiry may
+// only be moved later while it is in the list (the earliest-expiry bound).
 #pragma once
 
 #include <cstddef>
@@ -44,8 +45,16 @@ class RecordList {
   // The permanent NS and SOA records in list order (the authority test).
   const std::vector<iterator>& PermanentZoneRecords() const { return zoneRecords_; }
 
+  // No cached record expires before this moment (a lower bound), so a clean-up
+  // before it has nothing to remove.
+  DateTime EarliestExpiry() const { return earliestExpiry_; }
+  void SetEarliestExpiry(DateTime when) { earliestExpiry_ = when; }
+
  private:
   Storage records_;
   std::unordered_map<std::string, std::vector<iterator>> byName_;
   std::vector<iterator> zoneRecords_;
+  DateTime earliestExpiry_ = kNever;
+
+  static constexpr DateTime kNever = 1e300;
 };

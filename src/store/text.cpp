@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "wire/ip.h"
+
 namespace storetext {
 
 std::string_view TrimLeftSpaces(std::string_view text) {
@@ -30,21 +32,7 @@ void TabsToSpaces(std::string& text) {
 }
 
 double LeadingNumber(std::string_view text) {
-  text = TrimLeftSpaces(text);
-  std::size_t i = 0;
-  bool negative = false;
-  if (i < text.size() && (text[i] == '-' || text[i] == '+')) negative = text[i++] == '-';
-  double value = 0;
-  while (i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])))
-    value = value * 10 + (text[i++] - '0');
-  if (i < text.size() && text[i] == '.') {
-    double scale = 0.1;
-    for (++i; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])); ++i) {
-      value += (text[i] - '0') * scale;
-      scale /= 10;
-    }
-  }
-  return negative ? -value : value;
+  return modIP::LeadingNumber(TrimLeftSpaces(text));
 }
 
 int32_t RoundToInt32(double value) {

@@ -12,28 +12,6 @@
 #include "wire/datetime.h"
 #include "wire/ip.h"
 
-struct SentDatagram {
-  std::string host;
-  int port = 0;
-  std::string bytes;
-  std::string from;
-};
-
-class RecordingSender : public DatagramSender {
- public:
-  bool Send(const std::string& host, int port, const std::string& bytes,
-            const std::string& fromAddress, SendError& error) override {
-    if (fail) {
-      error = {101, "Network is unreachable"};
-      return false;
-    }
-    sent.push_back({host, port, bytes, fromAddress});
-    return true;
-  }
-  std::vector<SentDatagram> sent;
-  bool fail = false;
-};
-
 // What a client puts in its message.
 struct Client {
   std::string mac = std::string("\x00\x11\x22\x33\x44\x55", 6);

@@ -14,28 +14,6 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
-struct SentDatagram {
-  std::string host;
-  int port;
-  std::string bytes;
-  std::string from;
-};
-
-class RecordingSender : public DatagramSender {
- public:
-  bool Send(const std::string& host, int port, const std::string& bytes,
-            const std::string& fromAddress, SendError& error) override {
-    if (fail) {
-      error = {11, "Resource temporarily unavailable"};
-      return false;
-    }
-    sent.push_back({host, port, bytes, fromAddress});
-    return true;
-  }
-  std::vector<SentDatagram> sent;
-  bool fail = false;
-};
-
 class FakeLeases : public LeaseSource {
  public:
   std::vector<LeaseView> LeasesNamed(const std::string& name) const override {

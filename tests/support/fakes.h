@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "dns/sender.h"
 #include "wire/services.h"
 
 class FakeClock : public Clock {
@@ -37,6 +38,29 @@ class RecordingErrorReporter : public ErrorReporter {
     errors.push_back({tag, additional, number, description});
   }
   std::vector<ReportedError> errors;
+};
+
+struct SentDatagram {
+  std::string host;
+  int port = 0;
+  std::string bytes;
+  std::string from;
+};
+
+// A socket that keeps what it is asked to send, or fails when told to.
+class RecordingSender : public DatagramSender {
+ public:
+  bool Send(const std::string& host, int port, const std::string& bytes,
+            const std::string& fromAddress, SendError& error) override {
+    if (fail) {
+      error = {11, "Resource temporarily unavailable"};
+      return false;
+    }
+    sent.push_back({host, port, bytes, fromAddress});
+    return true;
+  }
+  std::vector<SentDatagram> sent;
+  bool fail = false;
 };
 
 class RecordingProgress : public ProgressSink {

@@ -26,6 +26,16 @@ struct Client {
   std::string cookie = std::string("\x63\x82\x53\x63", 4);
 };
 
+// A client with a host name, told apart from others by its address's last byte.
+inline Client Named(const std::string& name, int macLast = 0x55) {
+  Client c;
+  c.hostName = name;
+  c.mac[5] = static_cast<char>(macLast);
+  return c;
+}
+
+using Lines = std::vector<std::string>;
+
 inline std::string Option(int code, const std::string& data) {
   return std::string(1, static_cast<char>(code)) + static_cast<char>(data.size()) + data;
 }
@@ -97,6 +107,12 @@ struct DhcpWorld {
     if (sender.sent.size() == before) return std::nullopt;
     return sender.sent.back().bytes;
   }
+  // A REQUEST for `ip` naming this server; the reply or nullopt.
+  std::optional<std::string> Request(Client c, const std::string& ip) {
+    c.requestedIP = ip;
+    c.serverID = ifs[0].IPaddr;
+    return Exchange(modDHCP::kRequest, c);
+  }
   // The address offered to `c`, or "" when no offer came.
   std::string Offer(const Client& c) {
     std::optional<std::string> reply = Exchange(modDHCP::kDiscover, c);
@@ -106,19 +122,11 @@ struct DhcpWorld {
   std::string Lease(Client c) {
     std::string offered = Offer(c);
     if (offered.empty()) return "";
-    c.requestedIP = offered;
-    c.serverID = ifs[0].IPaddr;
-    std::optional<std::string> reply = Exchange(modDHCP::kRequest, c);
+    std::optional<std::string> reply = Request(c, offered);
     return reply && ReplyType(*reply) == modDHCP::kAck ? YourAddress(*reply) : "";
   }
-  // Adds a lease to the table through the lease file. Each gets its own
-  // identity unless one is given (an empty one would not read back).
-  void AddLease(const std::string& name, const std::string& ip, double secondsLeft,
-                std::string id = "") {
-    StageLease(name, ip, secondsLeft, std::move(id));
-    LoadStaged();
-  }
-  // The same for many leases: stage them all, then load once.
+  // Stages a lease for the lease file, with its own identity unless one is
+  // given (an empty one would not read back); LoadStaged() loads them all.
   void StageLease(const std::string& name, const std::string& ip, double secondsLeft,
                   std::string id = "") {
     if (id.empty()) id = "L" + std::to_string(++addedLeases);
@@ -129,8 +137,19 @@ struct DhcpWorld {
     dir.Write("dhcp.dat", extraLines);
     server.Load();
   }
-  std::vector<clLease> AllLeases() const {
-    return std::vector<clLease>(server.Leases().begin(), server.Leases().end());
+  // The table in order, one "name address seconds-left" per lease.
+  Lines Table() const {
+    Lines out;
+    for (const clLease& l : server.Leases())
+      out.push_back(l.ClientName + " " + l.IPaddr + " " +
+                    std::to_string(static_cast<long long>(l.Expires - clock.Now())));
+    return out;
+  }
+  // The identities in table order, in hexadecimal.
+  Lines Ids() const {
+    Lines out;
+    for (const clLease& l : server.Leases()) out.push_back(modDHCP::HWToHex(l.ClientID));
+    return out;
   }
   std::string extraLines;
   int addedLeases = 0;

@@ -1,6 +1,8 @@
 // The lease file and the hexadecimal identities.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "dhcp_world.h"
 
 namespace {
@@ -16,28 +18,21 @@ TEST(DhcpHex, ConvertsBothWays) {
 
 TEST(DhcpLeaseFile, SavesEveryLeaseWithCrLfAndReadsNamedOnesBack) {
   DhcpWorld w;
-  Client named;
-  named.hostName = "pc1";
+  Client named = Named("pc1");
   named.clientID = Bytes({1, 0, 0xA0, 0xC9});
   ASSERT_EQ(w.Lease(named), "10.0.0.10");
   Client nameless;
   nameless.mac[5] = 0x66;
   ASSERT_EQ(w.Lease(nameless), "10.0.0.11");
   std::string expires = FormatDateTime(w.clock.Now() + 86400);
-
   ASSERT_TRUE(w.server.Save());
   EXPECT_EQ(w.dir.Read("dhcp.dat"), "; Korvane - DHCP Leases\r\n"
                                     "pc1.example.com. 10.0.0.10 0100A0C9 " + expires + "\r\n"
                                     " 10.0.0.11 01001122334466 " + expires + "\r\n");
-
   // The nameless line shifts its fields when read and is dropped.
   w.server.Load();
-  std::vector<clLease> leases = w.AllLeases();
-  ASSERT_EQ(leases.size(), 1u);
-  EXPECT_EQ(leases[0].ClientName, "pc1.example.com.");
-  EXPECT_EQ(leases[0].IPaddr, "10.0.0.10");
-  EXPECT_EQ(leases[0].ClientID, Bytes({1, 0, 0xA0, 0xC9}));
-  EXPECT_EQ(leases[0].Expires, w.clock.Now() + 86400);
+  EXPECT_EQ(w.Table(), Lines{"pc1.example.com. 10.0.0.10 86400"});
+  EXPECT_EQ(w.Ids(), Lines{"0100A0C9"});
   EXPECT_TRUE(w.errors.errors.empty());
 }
 
@@ -55,50 +50,34 @@ TEST(DhcpLeaseFile, ReadingRules) {
               "pc5 10.0.0.15\n"
               "pc6\n"
               "  10.0.0.16  " + when + "\n"
+              // no identity: the date becomes the third field, the time the rest
               "pc7.example.com. 10.0.0.17  " + when);
   int refreshes = w.refreshes;
   w.server.Load();
   EXPECT_EQ(w.refreshes, refreshes + 1);
-  std::vector<clLease> leases = w.AllLeases();
-  ASSERT_EQ(leases.size(), 3u);
-  EXPECT_EQ(leases[0].ClientName, "pc1.example.com.");
-  EXPECT_EQ(leases[0].IPaddr, "10.0.0.10");
-  EXPECT_EQ(leases[0].ClientID, Bytes({0xAB}));
-  EXPECT_EQ(leases[0].Expires, w.clock.Now() + 600);
-  EXPECT_EQ(leases[1].ClientName, "pc2.");
-  EXPECT_EQ(leases[1].ClientID, Bytes({0xCD}));
-  EXPECT_EQ(leases[2].ClientName, "pc3.");
-  EXPECT_EQ(leases[2].IPaddr, "");
-  // pc7 has no identity: its date became the third field, its time the rest.
+  EXPECT_EQ(w.Table(), (Lines{"pc1.example.com. 10.0.0.10 600", "pc2. 10.0.0.12 600", "pc3.  600"}));
+  EXPECT_EQ(w.Ids(), (Lines{"AB", "CD", "EF"}));
 }
 
-TEST(DhcpLeaseFile, MissingFileLeavesNoLeasesQuietly) {
-  DhcpWorld w;
-  ASSERT_EQ(w.Lease(Client{}), "10.0.0.10");
-  w.server.Load();
-  EXPECT_TRUE(w.server.Leases().empty());
-  EXPECT_TRUE(w.errors.errors.empty());
-  // An emptied table offers from the start of the pool again.
-  Client other;
-  other.mac[5] = 0x01;
-  EXPECT_EQ(w.Offer(other), "10.0.0.10");
-}
-
-TEST(DhcpLeaseFile, LoadedLeasesTakePartInAssignment) {
+// A loaded lease keeps its owner: the client 00:11:22:33:44:55 without
+// option 61 renews the first one. A missing file then empties the table.
+TEST(DhcpLeaseFile, LoadedLeasesTakePartInAssignmentUntilTheFileGoes) {
   DhcpWorld w;
   std::string later = FormatDateTime(w.clock.Now() + 3600);
   w.dir.Write("dhcp.dat", "pc1.example.com. 10.0.0.10 01001122334455 " + later + "\r\n"
                           "pc2.example.com. 10.0.0.11 0102 " + later + "\r\n");
   w.server.Load();
-  // The client 00:11:22:33:44:55 without option 61 is the first lease's owner.
-  Client owner;
-  owner.hostName = "pc1";
+  Client owner = Named("pc1");
   owner.ciaddr = "10.0.0.10";
   std::optional<std::string> reply = w.Exchange(modDHCP::kRequest, owner, "10.0.0.10");
   ASSERT_TRUE(reply);
   EXPECT_EQ(ReplyType(*reply), modDHCP::kAck);
-  EXPECT_EQ(w.AllLeases().size(), 2u);
+  EXPECT_EQ(w.Table(), (Lines{"pc2.example.com. 10.0.0.11 3600", "pc1.example.com. 10.0.0.10 86400"}));
   EXPECT_EQ(w.changes, 1);
+  std::remove(w.dir.File("dhcp.dat").c_str());
+  w.server.Load();
+  EXPECT_TRUE(w.server.Leases().empty());
+  EXPECT_TRUE(w.errors.errors.empty());
 }
 
 TEST(DhcpLeaseFile, UnwritableFolderIsReported) {

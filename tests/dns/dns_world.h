@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -14,37 +15,38 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
+using Strs = std::vector<std::string>;
+
 class FakeLeases : public LeaseSource {
  public:
   std::vector<LeaseView> LeasesNamed(const std::string& name) const override {
-    std::vector<LeaseView> out;
-    for (const auto& l : leases)
-      if (l.ClientName == name) out.push_back(l);
-    return out;
+    return Where(&LeaseView::ClientName, name);
   }
   std::vector<LeaseView> LeasesOfAddress(const std::string& ip) const override {
-    std::vector<LeaseView> out;
-    for (const auto& l : leases)
-      if (l.IPaddr == ip) out.push_back(l);
-    return out;
+    return Where(&LeaseView::IPaddr, ip);
   }
   std::vector<LeaseView> leases;
+
+ private:
+  std::vector<LeaseView> Where(std::string LeaseView::*field, const std::string& value) const {
+    std::vector<LeaseView> out;
+    for (const auto& l : leases)
+      if (l.*field == value) out.push_back(l);
+    return out;
+  }
 };
 
 // One record of a message, as a test reads it.
 struct WireRecord {
   int section;  // 2 answer, 3 authority, 4 additional
-  std::string name;
-  int type;
-  int rclass;
   long ttl;
   std::string data;  // A: dotted; NS/CNAME/PTR: name; MX: "pref name"; SOA: "primary mailbox minimum"
 };
 
 struct WireMessage {
-  int id = -1, flags3 = 0, flags4 = 0, qdcount = 0;
+  int id = -1, flags3 = 0, flags4 = 0;
   std::string qname;
-  int qtype = 0, qclass = 0;
+  int qtype = 0;
   std::vector<WireRecord> records;
   int rcode() const { return flags4 & 15; }
   bool aa() const { return flags3 & 4; }
@@ -54,23 +56,50 @@ struct WireMessage {
       if (r.section == section) out.push_back(r);
     return out;
   }
+  Strs Data(int section) const {
+    Strs out;
+    for (const auto& r : In(section)) out.push_back(r.data);
+    return out;
+  }
 };
 
 WireMessage Decode(const std::string& bytes);
 
+std::string Wire(const std::string& name);  // uncompressed wire form
+std::string U16(int v);
+std::string U32(long v);
+inline std::string Ptr(int at) { return Bytes({0xC0 | (at >> 8), at & 255}); }
+// A record of class IN; `owner` in wire form.
+std::string RR(const std::string& owner, int type, long ttl, const std::string& rdata);
+// Our reply's header (one question) and question of class IN.
+std::string Head(int id, int flags3, int flags4, int an, int ns, int ar, const std::string& name,
+                 int type);
 // A query: ID, name, type; RD and class as given.
 std::string Query(int id, const std::string& name, int type, bool rd = true, int qclass = 1,
                   int opcode = 0);
+// The store's SOA data form.
+std::string SoaData(const std::string& primary, const std::string& mailbox, long serial,
+                    long refresh, long retry, long expire, long minimum);
 
 // Builds replies of other servers, names uncompressed.
 struct ReplyBuilder {
-  ReplyBuilder(int id, const std::string& qname, int qtype, int rcode = 0, int qclass = 1);
+  ReplyBuilder(int id_, const std::string& qname_, int qtype_, int rcode_ = 0, int qclass_ = 1)
+      : id(id_), rcode(rcode_), qtype(qtype_), qclass(qclass_), qname(qname_) {}
   ReplyBuilder& Add(int section, const std::string& name, int type, long ttl,
-                    const std::string& rdata, int rclass = 1);
-  ReplyBuilder& A(int section, const std::string& name, const std::string& ip, long ttl = 3600);
-  ReplyBuilder& NS(int section, const std::string& name, const std::string& host, long ttl = 3600);
-  ReplyBuilder& CNAME(int section, const std::string& name, const std::string& target,
-                      long ttl = 3600);
+                    const std::string& rdata) {
+    sections[section].push_back(RR(Wire(name), type, ttl, rdata));
+    return *this;
+  }
+  ReplyBuilder& A(int s, const std::string& name, const std::string& ip, long ttl = 3600) {
+    return Add(s, name, 1, ttl, modIP::IPToData(ip));
+  }
+  ReplyBuilder& NS(int s, const std::string& name, const std::string& host) {
+    return Add(s, name, 2, 3600, Wire(host));
+  }
+  ReplyBuilder& CNAME(int s, const std::string& name, const std::string& target) {
+    return Add(s, name, 5, 3600, Wire(target));
+  }
+  // SOA of ns1.<zone> and hostmaster.<zone>.
   ReplyBuilder& SOA(int section, const std::string& zone, long ttl, long minimum);
   std::string Build() const;
 
@@ -79,32 +108,42 @@ struct ReplyBuilder {
   std::vector<std::string> sections[5];
 };
 
-std::string Wire(const std::string& name);   // uncompressed wire form
-std::string U16(int v);
-std::string U32(long v);
-// The store's SOA data form.
-std::string SoaData(const std::string& primary, const std::string& mailbox, long serial,
-                    long refresh, long retry, long expire, long minimum);
-
 class DnsWorld : public ::testing::Test {
  protected:
   DnsWorld();
 
   // Permanent records from the record file, and root hints.
-  void Perm(const std::string& name, int type, const std::string& data, int32_t ttl = 3600,
-            int32_t pref = 0);
-  void RootHint(const std::string& server, const std::string& ip);
+  void Perm(const std::string& name, int type, const std::string& data, int32_t pref = 0) {
+    modDNS::CacheAdd(store, name, type, 3600, data, pref, true);
+  }
+  void RootHint(const std::string& server = "a.root-servers.net.",
+                const std::string& ip = "127.0.0.11");
   void Cached(const std::string& name, int type, const std::string& data, int32_t ttl,
-              int32_t pref = 0);
+              int32_t pref = 0) {
+    modDNS::CacheAdd(store, name, type, ttl, data, pref, false);
+  }
+  void Forwarding(Strs servers) {
+    options.RECURSIONOUT = true;
+    options.NS = std::move(servers);
+  }
 
   // Sends a query from the client 10.0.0.5:5353 through the WSDNS dispatch.
-  void Ask(int id, const std::string& name, int type, bool rd = true);
+  void Ask(int id, const std::string& name, int type, bool rd = true) {
+    engine.OnDnsDatagram("10.0.0.5", 5353, Query(id, name, type, rd), "10.0.0.1");
+  }
+  // A reply of another server arriving on WSDNS2.
+  void Reply(const std::string& host, const ReplyBuilder& reply) {
+    engine.OnDns2Datagram(host, 53, reply.Build());
+  }
   // The last datagram sent to the client, decoded; fails the test if none.
   WireMessage LastAnswer();
-  // Upstream queries sent since the last call, decoded.
+  // Upstream queries sent since the last call.
   std::vector<SentDatagram> TakeUpstream();
-  std::vector<SentDatagram> TakeAnswers();
-  bool Logged(const std::string& line) const;
+  // The single upstream query sent since the last look, to host:53; fails otherwise.
+  WireMessage OneQuery(const std::string& host);
+  bool Logged(const std::string& line) const {
+    return std::find(log.lines.begin(), log.lines.end(), line) != log.lines.end();
+  }
   // Advances the clock by whole seconds, one timer tick each.
   void Tick(int seconds = 1);
 
@@ -123,5 +162,5 @@ class DnsWorld : public ::testing::Test {
   DnsEngine engine{store, wsdns, wsdns2, &leases};
 
  private:
-  std::size_t upstreamSeen_ = 0, answersSeen_ = 0;
+  std::size_t upstreamSeen_ = 0;
 };

@@ -4,19 +4,6 @@ namespace {
 
 class External : public DnsWorld {
  protected:
-  void Forwarding(std::vector<std::string> servers) {
-    options.RECURSIONOUT = true;
-    options.NS = std::move(servers);
-  }
-  // The single upstream query sent since the last look; fails otherwise.
-  WireMessage OneQuery(const std::string& host) {
-    auto up = TakeUpstream();
-    EXPECT_EQ(up.size(), 1u);
-    if (up.size() != 1) return {};
-    EXPECT_EQ(up[0].host, host);
-    EXPECT_EQ(up[0].port, 53);
-    return Decode(up[0].bytes);
-  }
   const clDNSRecord* Find(const std::string& name, int type) {
     for (const auto& it : records.Named(name))
       if (it->RecType == type) return &*it;
@@ -36,16 +23,14 @@ TEST_F(External, ForwardingRhythmQueryReplyAnswerCacheHit) {
   EXPECT_TRUE(Logged("Sending request to 127.0.0.53 (external) for A-record for www.example.org."));
   EXPECT_EQ(timerSwitches, std::vector<bool>{true});
 
-  engine.OnDns2Datagram(
-      "127.0.0.53", 53,
-      ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.2.2.2", 600).Build());
+  Reply("127.0.0.53", ReplyBuilder(q.id, "www.example.org.", 1)
+                          .A(2, "www.example.org.", "10.2.2.2", 600));
   EXPECT_TRUE(Logged("Reply from 127.0.0.53 about A-record for www.example.org.:"));
   EXPECT_TRUE(Logged("-> Answer: A-record for www.example.org. = 10.2.2.2"));
   WireMessage a = LastAnswer();
   EXPECT_EQ(a.id, 0x0A0B);
   EXPECT_FALSE(a.aa());
-  ASSERT_EQ(a.In(2).size(), 1u);
-  EXPECT_EQ(a.In(2)[0].data, "10.2.2.2");
+  EXPECT_EQ(a.Data(2), Strs{"10.2.2.2"});
   EXPECT_TRUE(engine.Requests().empty());
 
   clock.Advance(100);
@@ -70,38 +55,34 @@ TEST_F(External, RandomChoiceAmongConfiguredServers) {
 }
 
 TEST_F(External, IterativeFromRootHintsThroughTwoReferrals) {
-  RootHint("a.root-servers.net.", "127.0.0.11");
+  // The hinted root servers are not an own zone: the name is asked at the root.
+  RootHint();
   Ask(7, "www.example.org.", 1);
   WireMessage q = OneQuery("127.0.0.11");
   EXPECT_EQ(q.flags3 & 1, 0);
+  EXPECT_TRUE(Logged(
+      "Sending request to 127.0.0.11 (a.root-servers.net.) for A-record for www.example.org."));
 
-  engine.OnDns2Datagram("127.0.0.11", 53,
-                        ReplyBuilder(q.id, "www.example.org.", 1)
-                            .NS(3, "org.", "ns.org-servers.net.")
-                            .A(4, "ns.org-servers.net.", "127.0.0.12")
-                            .Build());
+  Reply("127.0.0.11", ReplyBuilder(q.id, "www.example.org.", 1)
+                          .NS(3, "org.", "ns.org-servers.net.")
+                          .A(4, "ns.org-servers.net.", "127.0.0.12"));
   q = OneQuery("127.0.0.12");
   EXPECT_TRUE(Logged(
       "Sending request to 127.0.0.12 (ns.org-servers.net.) for A-record for www.example.org."));
   EXPECT_TRUE(Logged("-> Authority: NS-record for org. = ns.org-servers.net."));
   EXPECT_TRUE(Logged("-> Additional: A-record for ns.org-servers.net. = 127.0.0.12"));
 
-  engine.OnDns2Datagram("127.0.0.12", 53,
-                        ReplyBuilder(q.id, "www.example.org.", 1)
-                            .NS(3, "example.org.", "ns1.example.org.")
-                            .A(4, "ns1.example.org.", "127.0.0.13")
-                            .Build());
+  Reply("127.0.0.12", ReplyBuilder(q.id, "www.example.org.", 1)
+                          .NS(3, "example.org.", "ns1.example.org.")
+                          .A(4, "ns1.example.org.", "127.0.0.13"));
   q = OneQuery("127.0.0.13");
   EXPECT_TRUE(wsdns.sent.empty());
 
-  engine.OnDns2Datagram("127.0.0.13", 53,
-                        ReplyBuilder(q.id, "www.example.org.", 1)
-                            .A(2, "www.example.org.", "10.3.3.3")
-                            .Build());
+  Reply("127.0.0.13",
+        ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.3.3.3"));
   WireMessage a = LastAnswer();
   EXPECT_EQ(a.id, 7);
-  ASSERT_EQ(a.In(2).size(), 1u);
-  EXPECT_EQ(a.In(2)[0].data, "10.3.3.3");
+  EXPECT_EQ(a.Data(2), Strs{"10.3.3.3"});
 
   // A sibling name now starts at the nearest known servers.
   Ask(8, "ftp.example.org.", 1);
@@ -117,7 +98,6 @@ struct NegativeReply {
   int storedType;
   int32_t ttl;
   std::string data;
-  int clientRcode;
 };
 
 class NegativeReplies : public External, public ::testing::WithParamInterface<NegativeReply> {};
@@ -126,17 +106,16 @@ TEST_P(NegativeReplies, AreCachedWithTheSoaMinimumOrTenMinutes) {
   const NegativeReply& c = GetParam();
   Forwarding({"127.0.0.53"});
   Ask(1, "x.example.org.", 1);
-  WireMessage q = OneQuery("127.0.0.53");
-  ReplyBuilder reply(q.id, "x.example.org.", 1, c.rcode);
+  ReplyBuilder reply(OneQuery("127.0.0.53").id, "x.example.org.", 1, c.rcode);
   if (c.soa) reply.SOA(3, "example.org.", 3600, 120);
-  engine.OnDns2Datagram("127.0.0.53", 53, reply.Build());
+  Reply("127.0.0.53", reply);
 
   const clDNSRecord* entry = Find("x.example.org.", c.storedType);
   ASSERT_NE(entry, nullptr);
   EXPECT_EQ(entry->TTL(clock.Now()), c.ttl);
   EXPECT_EQ(entry->Data, c.data);
   WireMessage a = LastAnswer();
-  EXPECT_EQ(a.rcode(), c.clientRcode);
+  EXPECT_EQ(a.rcode(), c.rcode);
   EXPECT_TRUE(a.In(2).empty());
   EXPECT_EQ(a.In(3).size(), c.soa ? 1u : 0u);
   EXPECT_TRUE(engine.Requests().empty());
@@ -144,27 +123,30 @@ TEST_P(NegativeReplies, AreCachedWithTheSoaMinimumOrTenMinutes) {
   // Asked again: from the cache until the entry expires.
   Ask(2, "x.example.org.", 1);
   EXPECT_TRUE(TakeUpstream().empty());
-  EXPECT_EQ(LastAnswer().rcode(), c.clientRcode);
+  EXPECT_EQ(LastAnswer().rcode(), c.rcode);
   clock.Advance(c.ttl + 1);
   Ask(3, "x.example.org.", 1);
   OneQuery("127.0.0.53");
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, NegativeReplies,
-                         ::testing::Values(NegativeReply{3, true, 2000, 120, "example.org.", 3},
-                                           NegativeReply{3, false, 2000, 600, "", 3},
-                                           NegativeReply{0, true, 1001, 120, "example.org.", 0},
-                                           NegativeReply{0, false, 1001, 600, "", 0}));
+                         ::testing::Values(NegativeReply{3, true, 2000, 120, "example.org."},
+                                           NegativeReply{3, false, 2000, 600, ""},
+                                           NegativeReply{0, true, 1001, 120, "example.org."},
+                                           NegativeReply{0, false, 1001, 600, ""}));
 
-TEST_F(External, NoDataReplyIsLogged) {
+TEST_F(External, NoDataReplyIsLoggedAsReceivedAndAsAnswered) {
   Forwarding({"127.0.0.53"});
   Ask(1, "x.example.org.", 15);
   WireMessage q = OneQuery("127.0.0.53");
-  engine.OnDns2Datagram("127.0.0.53", 53,
-                        ReplyBuilder(q.id, "x.example.org.", 15).SOA(3, "example.org.", 60, 30).Build());
-  EXPECT_TRUE(Logged("Reply from 127.0.0.53 about MX-record for x.example.org.:"));
-  EXPECT_TRUE(Logged("-> Answer: There are no MX-Records for x.example.org."));
-  EXPECT_TRUE(Logged("-> Authority: SOA-record for example.org. = ns1.example.org."));
+  log.lines.clear();
+  Reply("127.0.0.53", ReplyBuilder(q.id, "x.example.org.", 15).SOA(3, "example.org.", 60, 30));
+  EXPECT_EQ(log.lines, (Strs{"Reply from 127.0.0.53 about MX-record for x.example.org.:",
+                             "-> Answer: There are no MX-Records for x.example.org.",
+                             "-> Authority: SOA-record for example.org. = ns1.example.org.",
+                             "Sending reply to 10.0.0.5 about MX-record for x.example.org.:",
+                             "-> Answer: There are no MX-Records for x.example.org.",
+                             "-> Authority: SOA-record for example.org. = ns1.example.org."}));
   EXPECT_NE(Find("x.example.org.", 1015), nullptr);
 }
 
@@ -178,7 +160,6 @@ TEST_F(External, SilentServersAreDroppedThenTheRequestIsGivenUp) {
   OneQuery("127.0.0.52");
   Tick(2);  // silent too: nobody left, ten seconds more
   EXPECT_TRUE(TakeUpstream().empty());
-  EXPECT_EQ(engine.Requests().size(), 1u);
   Tick(9);
   EXPECT_EQ(engine.Requests().size(), 1u);
   Tick(1);
@@ -192,9 +173,10 @@ TEST_F(External, SilentServersAreDroppedThenTheRequestIsGivenUp) {
 TEST_F(External, NoServerAtAllGivesUpAfterTenSeconds) {
   Forwarding({});
   Ask(1, "www.example.org.", 1);
-  EXPECT_EQ(engine.Requests().size(), 1u);
   EXPECT_TRUE(engine.TimerEnabled());
-  Tick(10);
+  Tick(9);
+  EXPECT_EQ(engine.Requests().size(), 1u);
+  Tick(1);
   EXPECT_TRUE(engine.Requests().empty());
   EXPECT_TRUE(wsdns.sent.empty());
 }
@@ -202,15 +184,13 @@ TEST_F(External, NoServerAtAllGivesUpAfterTenSeconds) {
 TEST_F(External, ServerFailureMovesOnToTheNextServer) {
   Forwarding({"127.0.0.51", "127.0.0.52"});
   Ask(1, "www.example.org.", 1);
-  WireMessage q = OneQuery("127.0.0.51");
-  engine.OnDns2Datagram("127.0.0.51", 53, ReplyBuilder(q.id, "www.example.org.", 1, 2).Build());
+  Reply("127.0.0.51", ReplyBuilder(OneQuery("127.0.0.51").id, "www.example.org.", 1, 2));
   EXPECT_TRUE(Logged("-> Header: Server Failure."));
-  q = OneQuery("127.0.0.52");
+  WireMessage q = OneQuery("127.0.0.52");
   EXPECT_EQ(Find("www.example.org.", 1001), nullptr);
-  engine.OnDns2Datagram(
-      "127.0.0.52", 53,
-      ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.4.4.4").Build());
-  EXPECT_EQ(LastAnswer().In(2).size(), 1u);
+  Reply("127.0.0.52",
+        ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.4.4.4"));
+  EXPECT_EQ(LastAnswer().Data(2), Strs{"10.4.4.4"});
 }
 
 TEST_F(External, QueryIdsRunUpTo65535ThenStartAtOne) {
@@ -227,52 +207,42 @@ TEST_F(External, RepliesThatDoNotMatchTheQueryAreIgnored) {
   Forwarding({"127.0.0.53"});
   Ask(1, "www.example.org.", 1);
   WireMessage q = OneQuery("127.0.0.53");
-  struct Bad {
-    std::string host;
-    ReplyBuilder reply;
-  };
-  const Bad bad[] = {
-      {"127.0.0.99", ReplyBuilder(q.id, "www.example.org.", 1)},     // other address
-      {"127.0.0.53", ReplyBuilder(q.id + 1, "www.example.org.", 1)}, // other ID
-      {"127.0.0.53", ReplyBuilder(q.id, "www.example.net.", 1)},     // other name
-      {"127.0.0.53", ReplyBuilder(q.id, "www.example.org.", 15)},    // other type
+  const std::pair<std::string, ReplyBuilder> bad[] = {
+      {"127.0.0.99", ReplyBuilder(q.id, "www.example.org.", 1)},        // other address
+      {"127.0.0.53", ReplyBuilder(q.id + 1, "www.example.org.", 1)},    // other ID
+      {"127.0.0.53", ReplyBuilder(q.id, "www.example.net.", 1)},        // other name
+      {"127.0.0.53", ReplyBuilder(q.id, "www.example.org.", 15)},       // other type
       {"127.0.0.53", ReplyBuilder(q.id, "www.example.org.", 1, 0, 3)},  // other class
   };
-  for (const Bad& b : bad) {
-    ReplyBuilder reply = b.reply;
-    reply.A(2, "www.example.org.", "10.6.6.6");
+  for (auto [host, reply] : bad) {
     log.lines.clear();
-    engine.OnDns2Datagram(b.host, 53, reply.Build());
-    EXPECT_EQ(log.lines, std::vector<std::string>{"Reply from " + b.host + " (about nothing ?):"});
+    Reply(host, reply.A(2, "www.example.org.", "10.6.6.6"));
+    EXPECT_EQ(log.lines, Strs{"Reply from " + host + " (about nothing ?):"});
   }
   EXPECT_TRUE(records.Named("www.example.org.").empty());
   EXPECT_TRUE(wsdns.sent.empty());
 
   // The question is compared without regard to case.
-  engine.OnDns2Datagram(
-      "127.0.0.53", 53,
-      ReplyBuilder(q.id, "WWW.Example.ORG.", 1).A(2, "www.example.org.", "10.5.5.5").Build());
+  Reply("127.0.0.53",
+        ReplyBuilder(q.id, "WWW.Example.ORG.", 1).A(2, "www.example.org.", "10.5.5.5"));
   EXPECT_EQ(LastAnswer().In(2).size(), 1u);
   // A second copy of the reply finds nobody waiting.
   log.lines.clear();
-  engine.OnDns2Datagram("127.0.0.53", 53, ReplyBuilder(q.id, "www.example.org.", 1).Build());
-  EXPECT_EQ(log.lines, std::vector<std::string>{"Reply from 127.0.0.53 (about nothing ?):"});
+  Reply("127.0.0.53", ReplyBuilder(q.id, "www.example.org.", 1));
+  EXPECT_EQ(log.lines, Strs{"Reply from 127.0.0.53 (about nothing ?):"});
 }
 
 TEST_F(External, EndlessReferralsStopAtTheQueryBound) {
-  RootHint("a.root-servers.net.", "127.0.0.11");
+  RootHint();
   Ask(1, "www.example.org.", 1);
   int queries = 0;
   for (int round = 0; round < 40; ++round) {
     auto up = TakeUpstream();
     if (up.empty()) break;
     queries += static_cast<int>(up.size());
-    WireMessage q = Decode(up.back().bytes);
-    engine.OnDns2Datagram(up.back().host, 53,
-                          ReplyBuilder(q.id, "www.example.org.", 1)
+    Reply(up.back().host, ReplyBuilder(Decode(up.back().bytes).id, "www.example.org.", 1)
                               .NS(3, "org.", "ns.org-servers.net.")
-                              .A(4, "ns.org-servers.net.", "127.0.0.12")
-                              .Build());
+                              .A(4, "ns.org-servers.net.", "127.0.0.12"));
   }
   EXPECT_EQ(queries, DnsEngine::kMaxQueriesPerRequest);
   Tick(10);
@@ -281,15 +251,12 @@ TEST_F(External, EndlessReferralsStopAtTheQueryBound) {
 }
 
 TEST_F(External, NameServerWithoutGlueIsLookedUpBySubRequest) {
-  RootHint("a.root-servers.net.", "127.0.0.11");
+  RootHint();
   Ask(3, "www.example.org.", 1);
-  WireMessage q = OneQuery("127.0.0.11");
-  engine.OnDns2Datagram("127.0.0.11", 53,
-                        ReplyBuilder(q.id, "www.example.org.", 1)
-                            .NS(3, "example.org.", "ns1.other.net.")
-                            .Build());
+  Reply("127.0.0.11", ReplyBuilder(OneQuery("127.0.0.11").id, "www.example.org.", 1)
+                          .NS(3, "example.org.", "ns1.other.net."));
   // The server's address is asked first, by a sub-request.
-  q = OneQuery("127.0.0.11");
+  WireMessage q = OneQuery("127.0.0.11");
   EXPECT_EQ(q.qname, "ns1.other.net.");
   EXPECT_EQ(q.qtype, 1);
   ASSERT_EQ(engine.Requests().size(), 2u);
@@ -298,39 +265,31 @@ TEST_F(External, NameServerWithoutGlueIsLookedUpBySubRequest) {
   EXPECT_EQ(engine.Requests()[1]->FromIP, "SUB");
   EXPECT_EQ(engine.Requests()[0]->SubRequest, engine.Requests()[1]->Serial());
 
-  engine.OnDns2Datagram(
-      "127.0.0.11", 53,
-      ReplyBuilder(q.id, "ns1.other.net.", 1).A(2, "ns1.other.net.", "127.0.0.13").Build());
+  Reply("127.0.0.11",
+        ReplyBuilder(q.id, "ns1.other.net.", 1).A(2, "ns1.other.net.", "127.0.0.13"));
   q = OneQuery("127.0.0.13");
   EXPECT_EQ(q.qname, "www.example.org.");
   EXPECT_TRUE(
       Logged("Sending request to 127.0.0.13 (ns1.other.net.) for A-record for www.example.org."));
   EXPECT_TRUE(wsdns.sent.empty());  // nothing is sent for the sub-request
 
-  engine.OnDns2Datagram(
-      "127.0.0.13", 53,
-      ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.8.8.8").Build());
+  Reply("127.0.0.13",
+        ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.8.8.8"));
   ASSERT_EQ(wsdns.sent.size(), 1u);
   EXPECT_EQ(LastAnswer().id, 3);
   EXPECT_TRUE(engine.Requests().empty());
 }
 
 TEST_F(External, AGivenUpSubRequestWakesItsParent) {
-  RootHint("a.root-servers.net.", "127.0.0.11");
+  RootHint();
   Ask(3, "www.example.org.", 1);
-  WireMessage q = OneQuery("127.0.0.11");
-  engine.OnDns2Datagram(
-      "127.0.0.11", 53,
-      ReplyBuilder(q.id, "www.example.org.", 1).NS(3, "example.org.", "ns1.other.net.").Build());
+  Reply("127.0.0.11", ReplyBuilder(OneQuery("127.0.0.11").id, "www.example.org.", 1)
+                          .NS(3, "example.org.", "ns1.other.net."));
   OneQuery("127.0.0.11");
-  // Nobody answers anything: everything ends within a bounded time.
+  // Nobody answers anything: everything ends within a bounded number of ticks.
   int ticks = 0;
-  while (!engine.Requests().empty() && ticks < 200) {
-    Tick(1);
-    ++ticks;
-  }
+  for (; !engine.Requests().empty() && ticks < 100; ++ticks) Tick(1);
   EXPECT_TRUE(engine.Requests().empty());
-  EXPECT_LT(ticks, 100);
   EXPECT_TRUE(wsdns.sent.empty());
 }
 
@@ -352,10 +311,10 @@ TEST_F(External, TimerCleansTheCacheEveryMinuteWhileRequestsWait) {
 TEST_F(External, ReplyArrivingOnTheServerSocketIsTakenToo) {
   Forwarding({"127.0.0.53"});
   Ask(4, "www.example.org.", 1);
-  WireMessage q = OneQuery("127.0.0.53");
-  engine.OnDnsDatagram(
-      "127.0.0.53", 53,
-      ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.5.5.5").Build());
+  engine.OnDnsDatagram("127.0.0.53", 53,
+                       ReplyBuilder(OneQuery("127.0.0.53").id, "www.example.org.", 1)
+                           .A(2, "www.example.org.", "10.5.5.5")
+                           .Build());
   EXPECT_EQ(LastAnswer().id, 4);
 }
 
@@ -366,24 +325,6 @@ TEST_F(External, AQuietIntakeCleansExpiredRecordsFirst) {
   Ask(1, "long.example.org.", 1);
   EXPECT_TRUE(records.Named("short.example.org.").empty());
   EXPECT_FALSE(records.Named("long.example.org.").empty());
-}
-
-TEST_F(External, PauseEmptiesRequestsAndStopsTheTimer) {
-  Forwarding({"127.0.0.53"});
-  Ask(1, "www.example.org.", 1);
-  ASSERT_EQ(engine.Requests().size(), 1u);
-  engine.Pause();
-  EXPECT_TRUE(engine.Requests().empty());
-  EXPECT_FALSE(engine.TimerEnabled());
-  EXPECT_FALSE(engine.Running());
-}
-
-TEST_F(External, FailedQuerySendIsLogged) {
-  Forwarding({"127.0.0.53"});
-  wsdns2.fail = true;
-  Ask(1, "www.example.org.", 1);
-  EXPECT_TRUE(Logged("XR-WS Error 11 Resource temporarily unavailable"));
-  EXPECT_EQ(engine.Requests().size(), 1u);
 }
 
 }  // namespace

@@ -11,9 +11,9 @@ class Robustness : public DnsWorld {
     Perm("example.com.", 6, SoaData("ns1.example.com", "h.example.com", 1, 2, 3, 4, 5));
     Perm("example.com.", 2, "ns1.example.com.");
     Perm("www.example.com.", 1, modIP::IPToData("10.1.1.1"));
-    Perm("example.com.", 15, "www.example.com.", 3600, 10);
+    Perm("example.com.", 15, "www.example.com.", 10);
     Perm("alias.example.com.", 5, "www.example.com.");
-    RootHint("a.root-servers.net.", "127.0.0.11");
+    RootHint();
   }
 
   // A reply a pending request would take, of one of several shapes.
@@ -117,15 +117,14 @@ TEST_F(Robustness, FuzzedDatagramsNeverBreakTheEngine) {
   Ask(0x0102, "www.example.com.", 1);
   ASSERT_EQ(wsdns.sent.size(), 1u);
   EXPECT_EQ(wsdns.sent[0].bytes,
-            Bytes({1, 2, 0x85, 0x80, 0, 1, 0, 1, 0, 0, 0, 0}) + Wire("www.example.com.") + U16(1) +
-                U16(1) + Bytes({0xC0, 12}) + U16(1) + U16(1) + U32(3600) + U16(4) +
-                Bytes({10, 1, 1, 1}));
+            Head(0x0102, 0x85, 0x80, 1, 0, 0, "www.example.com.", 1) +
+                RR(Ptr(12), 1, 3600, Bytes({10, 1, 1, 1})));
 }
 
 TEST_F(Robustness, HostileRepliesToAPendingQueryAreSurvived) {
   // Each reply is accepted (right server, ID and question) and then broken
   // at every byte position after the question.
-  RootHint("a.root-servers.net.", "127.0.0.11");
+  RootHint();
   const std::string full = ReplyBuilder(0, "www.example.org.", 1)
                                .CNAME(2, "www.example.org.", "x.example.org.")
                                .SOA(3, "example.org.", 60, 30)
@@ -149,8 +148,7 @@ TEST_F(Robustness, HostileRepliesToAPendingQueryAreSurvived) {
 }
 
 TEST_F(Robustness, RequestsBeyondTheBoundAreAnsweredWithServerFailure) {
-  options.RECURSIONOUT = true;
-  options.NS = {"127.0.0.53"};
+  Forwarding({"127.0.0.53"});
   for (std::size_t i = 0; i < DnsEngine::kMaxRequests; ++i)
     Ask(static_cast<int>(i % 65536), "n" + std::to_string(i) + ".example.org.", 1);
   EXPECT_EQ(engine.Requests().size(), DnsEngine::kMaxRequests);

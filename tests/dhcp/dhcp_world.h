@@ -15,14 +15,11 @@
 // What a client puts in its message.
 struct Client {
   std::string mac = std::string("\x00\x11\x22\x33\x44\x55", 6);
-  int htype = 1;
-  std::optional<int> hlen;                 // default: mac's length
   std::optional<std::string> hostName;     // option 12
   std::optional<std::string> clientID;     // option 61
   std::optional<std::string> requestedIP;  // option 50
   std::optional<std::string> serverID;     // option 54
   std::string ciaddr = "0.0.0.0";
-  std::string xid = std::string("\x12\x34\x56\x78", 4);
   std::string cookie = std::string("\x63\x82\x53\x63", 4);
 };
 
@@ -42,18 +39,11 @@ inline std::string Option(int code, const std::string& data) {
 
 // The message without the end option; `extraOptions` go before it.
 inline std::string MessageBody(int type, const Client& c, const std::string& extraOptions = "") {
-  std::string m;
-  m += '\x01';
-  m += static_cast<char>(c.htype);
-  m += static_cast<char>(c.hlen.value_or(static_cast<int>(c.mac.size())));
-  m += '\0';
-  m += c.xid;
-  m += std::string(4, '\0');
-  m += modIP::IPToData(c.ciaddr);
-  m += std::string(12, '\0');
+  // op, htype (Ethernet), hlen, hops, xid 12 34 56 78, secs, flags
+  std::string m = Bytes({1, 1, static_cast<int>(c.mac.size()), 0, 0x12, 0x34, 0x56, 0x78, 0, 0, 0, 0});
+  m += modIP::IPToData(c.ciaddr) + std::string(12, '\0');
   // chaddr, sname and file: the hardware address may run into sname.
-  m += (c.mac + std::string(208, '\0')).substr(0, 208);
-  m += c.cookie;
+  m += (c.mac + std::string(208, '\0')).substr(0, 208) + c.cookie;
   if (type >= 0) m += Option(53, std::string(1, static_cast<char>(type)));
   if (c.clientID) m += Option(61, *c.clientID);
   if (c.hostName) m += Option(12, *c.hostName);
@@ -137,14 +127,16 @@ struct DhcpWorld {
     dir.Write("dhcp.dat", extraLines);
     server.Load();
   }
-  // The table in order, one "name address seconds-left" per lease.
-  Lines Table() const {
+  // Leases or views of them, one "name address seconds-left" each.
+  template <class List>
+  Lines Describe(const List& leases) const {
     Lines out;
-    for (const clLease& l : server.Leases())
+    for (const auto& l : leases)
       out.push_back(l.ClientName + " " + l.IPaddr + " " +
                     std::to_string(static_cast<long long>(l.Expires - clock.Now())));
     return out;
   }
+  Lines Table() const { return Describe(server.Leases()); }
   // The identities in table order, in hexadecimal.
   Lines Ids() const {
     Lines out;

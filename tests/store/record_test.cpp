@@ -9,28 +9,22 @@
 
 namespace {
 
+using Lines = std::vector<std::string>;
+
 constexpr DateTime kStart = 1'790'000'000.0;
 
 // --- clDNSRecord -----------------------------------------------------------
 
-struct TtlCase {
-  double elapsed;
-  int32_t expected;
-};
-
-class CachedTtlTest : public ::testing::TestWithParam<TtlCase> {};
-
-TEST_P(CachedTtlTest, CountsDownAndRoundsHalfToEven) {
-  clDNSRecord r;
-  r.SetTTL(100, kStart);
-  EXPECT_EQ(r.TTL(kStart + GetParam().elapsed), GetParam().expected);
-  EXPECT_DOUBLE_EQ(r.TimeOut(kStart + GetParam().elapsed), kStart + 100);
+TEST(CachedRecord, TtlCountsDownAndRoundsHalfToEven) {
+  const std::pair<double, int32_t> cases[] = {{0, 100},    {40, 60},   {39.5, 60}, {38.5, 62},  {99.5, 0},
+                                              {100, 0},    {100.5, 0}, {101.5, -2}, {250, -150}};
+  for (const auto& [elapsed, expected] : cases) {
+    clDNSRecord r;
+    r.SetTTL(100, kStart);
+    EXPECT_EQ(r.TTL(kStart + elapsed), expected) << elapsed;
+    EXPECT_DOUBLE_EQ(r.TimeOut(kStart + elapsed), kStart + 100);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Elapsed, CachedTtlTest,
-                         ::testing::Values(TtlCase{0, 100}, TtlCase{40, 60}, TtlCase{39.5, 60},
-                                           TtlCase{38.5, 62}, TtlCase{99.5, 0}, TtlCase{100, 0},
-                                           TtlCase{100.5, 0}, TtlCase{101.5, -2}, TtlCase{250, -150}));
 
 TEST(PermanentRecord, TtlIsFixedAndTimeOutMovesWithTheClock) {
   clDNSRecord r;
@@ -61,139 +55,97 @@ struct Add {
   bool permanent = false;
 };
 
-struct AddCase {
-  std::string title;
-  int32_t cacheTTL;
-  std::vector<Add> adds;
-  std::vector<std::string> expected;  // StoreWorld::Dump() after the adds
-};
-
-class CacheAddTest : public ::testing::TestWithParam<AddCase> {};
-
-TEST_P(CacheAddTest, ResultingList) {
-  StoreWorld w;
-  w.options.CACHETTL = GetParam().cacheTTL;
-  for (const Add& a : GetParam().adds) {
-    w.clock.Advance(a.advance);
-    modDNS::CacheAdd(w.ctx, a.name, a.type, a.ttl, a.data, 7, a.permanent);
+TEST(CacheAdd, ResultingList) {
+  const std::string a = Bytes({10, 0, 0, 1});
+  struct Case {
+    const char* title;
+    int32_t cacheTTL;
+    std::vector<Add> adds;
+    Lines expected;  // StoreWorld::Dump() after the adds
+  } cases[] = {
+      {"longer TTL restarts expiry", 0, {{0, "x.", 1, 100, a}, {50, "x.", 1, 200, a}}, {"x. 1 200 10.0.0.1 7"}},
+      {"shorter TTL changes nothing", 0, {{0, "x.", 1, 100, a}, {10, "x.", 1, 50, a}}, {"x. 1 90 10.0.0.1 7"}},
+      {"permanent is never refreshed", 0, {{0, "x.", 2, 100, "n.", true}, {0, "x.", 2, 500, "n."}},
+       {"x. 2 100 n. 7 P"}},
+      {"other data or case of name is another record", 0,
+       {{0, "X.", 2, 100, "a."}, {0, "x.", 2, 100, "a."}, {0, "x.", 2, 100, "b."}},
+       {"X. 2 100 a. 7", "x. 2 100 a. 7", "x. 2 100 b. 7"}},
+      // Only the name error and the negative entry of its own type go.
+      {"positive removes negatives of its name and type", 0,
+       {{0, "x.", 1015, 600, "z."}, {0, "y.", 2000, 600, "z."}, {0, "x.", 2000, 600, "z."}, {0, "x.", 1, 100, a}},
+       {"x. 1015 600 z. 7", "y. 2000 600 z. 7", "x. 1 100 10.0.0.1 7"}},
+      {"consecutive negatives all removed", 0,
+       {{0, "x.", 1001, 100, "a."}, {0, "x.", 2000, 100, "b."}, {0, "x.", 1001, 100, "c."}, {0, "x.", 1, 100, a}},
+       {"x. 1 100 10.0.0.1 7"}},
+      {"negative of same data only refreshes", 0, {{0, "x.", 2000, 100, "z."}, {20, "x.", 2000, 300, "z."}},
+       {"x. 2000 300 z. 7"}},
+      {"name error with other data replaces the old", 0, {{0, "x.", 2000, 100, "a."}, {0, "x.", 2000, 100, "b."}},
+       {"x. 2000 100 b. 7"}},
+      // The same record again is stored once, and the walk ends there.
+      {"walk stops at the duplicate", 0,
+       {{0, "x.", 1, 100, a}, {0, "x.", 2000, 100, "z."}, {0, "x.", 1, 100, a}},
+       {"x. 1 100 10.0.0.1 7", "x. 2000 100 z. 7"}},
+      {"cache TTL raises short and negative TTLs, leaves zero and longer", 300,
+       {{0, "a.", 2, 60, "n."}, {0, "b.", 2, -5, "n."}, {0, "c.", 2, 0, "n."}, {0, "d.", 2, 301, "n."}},
+       {"a. 2 300 n. 7", "b. 2 300 n. 7", "c. 2 0 n. 7", "d. 2 301 n. 7"}},
+      {"cache TTL applies to a refresh", 300, {{0, "x.", 2, 400, "a."}, {200, "x.", 2, 60, "a."}},
+       {"x. 2 300 a. 7"}}};
+  for (const Case& c : cases) {
+    StoreWorld w;
+    w.options.CACHETTL = c.cacheTTL;
+    for (const Add& add : c.adds) {
+      w.clock.Advance(add.advance);
+      w.Add(add.name, add.type, add.ttl, add.data, 7, add.permanent);
+    }
+    EXPECT_EQ(w.Dump(), c.expected) << c.title;
+    EXPECT_TRUE(w.errors.errors.empty());
   }
-  EXPECT_EQ(w.Dump(), GetParam().expected);
-  EXPECT_TRUE(w.errors.errors.empty());
 }
 
-const std::string kAddr = Bytes({10, 0, 0, 1});
-
-INSTANTIATE_TEST_SUITE_P(
-    Rules, CacheAddTest,
-    ::testing::Values(
-        AddCase{"SameRecordTwiceIsStoredOnce", 0,
-                {{0, "x.", 1, 100, kAddr}, {0, "x.", 1, 100, kAddr}},
-                {"x. 1 100 10.0.0.1 7"}},
-        AddCase{"LongerTtlRestartsExpiry", 0,
-                {{0, "x.", 1, 100, kAddr}, {50, "x.", 1, 200, kAddr}},
-                {"x. 1 200 10.0.0.1 7"}},
-        AddCase{"ShorterTtlChangesNothing", 0,
-                {{0, "x.", 1, 100, kAddr}, {10, "x.", 1, 50, kAddr}},
-                {"x. 1 90 10.0.0.1 7"}},
-        AddCase{"PermanentIsNeverRefreshed", 0,
-                {{0, "x.", 2, 100, "n.", true}, {0, "x.", 2, 500, "n.", false}},
-                {"x. 2 100 n. 7 P"}},
-        AddCase{"OtherDataIsAnotherRecord", 0,
-                {{0, "x.", 2, 100, "a."}, {0, "x.", 2, 100, "b."}},
-                {"x. 2 100 a. 7", "x. 2 100 b. 7"}},
-        AddCase{"NamesDifferingInCaseAreDifferent", 0,
-                {{0, "X.", 2, 100, "a."}, {0, "x.", 2, 100, "a."}},
-                {"X. 2 100 a. 7", "x. 2 100 a. 7"}},
-        AddCase{"PositiveRecordRemovesNameError", 0,
-                {{0, "x.", 2000, 600, "z."}, {0, "y.", 2000, 600, "z."}, {0, "x.", 1, 100, kAddr}},
-                {"y. 2000 600 z. 7", "x. 1 100 10.0.0.1 7"}},
-        AddCase{"RemovesOnlyTheNegativeEntryOfItsType", 0,
-                {{0, "x.", 1001, 600, "z."}, {0, "x.", 1015, 600, "z."}, {0, "x.", 1, 100, kAddr}},
-                {"x. 1015 600 z. 7", "x. 1 100 10.0.0.1 7"}},
-        AddCase{"NegativeEntryOfSameDataOnlyRefreshes", 0,
-                {{0, "x.", 2000, 100, "z."}, {20, "x.", 2000, 300, "z."}},
-                {"x. 2000 300 z. 7"}},
-        AddCase{"NameErrorWithOtherDataReplacesTheOld", 0,
-                {{0, "x.", 2000, 100, "a."}, {0, "x.", 2000, 100, "b."}},
-                {"x. 2000 100 b. 7"}},
-        AddCase{"WalkStopsAtTheDuplicate", 0,
-                {{0, "x.", 1, 100, kAddr}, {0, "x.", 2000, 100, "z."}, {0, "x.", 1, 100, kAddr}},
-                {"x. 1 100 10.0.0.1 7", "x. 2000 100 z. 7"}},
-        AddCase{"ConsecutiveNegativesAllRemoved", 0,
-                {{0, "x.", 1001, 100, "a."},
-                 {0, "x.", 2000, 100, "b."},
-                 {0, "x.", 1001, 100, "c."},
-                 {0, "x.", 1, 100, kAddr}},
-                {"x. 1 100 10.0.0.1 7"}},
-        AddCase{"CacheTtlRaisesShortTtl", 300, {{0, "x.", 2, 60, "a."}}, {"x. 2 300 a. 7"}},
-        AddCase{"CacheTtlLeavesZero", 300, {{0, "x.", 2, 0, "a."}}, {"x. 2 0 a. 7"}},
-        AddCase{"CacheTtlLeavesLonger", 300, {{0, "x.", 2, 301, "a."}}, {"x. 2 301 a. 7"}},
-        AddCase{"CacheTtlEqualStays", 300, {{0, "x.", 2, 300, "a."}}, {"x. 2 300 a. 7"}},
-        AddCase{"CacheTtlRaisesNegative", 300, {{0, "x.", 2, -5, "a."}}, {"x. 2 300 a. 7"}},
-        AddCase{"CacheTtlAppliesToRefresh", 300,
-                {{0, "x.", 2, 400, "a."}, {200, "x.", 2, 60, "a."}},
-                {"x. 2 300 a. 7"}}),
-    [](const auto& info) { return info.param.title; });
-
-TEST(CacheAddKeys, TextKeysMapToTypeNumbers) {
-  const std::vector<std::pair<std::string, int>> keys = {
-      {"A", 1},       {"NS", 2},       {"CNAME", 5},     {"SOA", 6},    {"PTR", 12},
-      {"MX", 15},     {"REA", 1001},   {"RENS", 1002},   {"RECNAME", 1005}, {"RESOA", 1006},
-      {"REPTR", 1012}, {"REMX", 1015}, {"NE", 2000},     {"TXT", 0},    {"DHCP", 0},
-      {"", 0}};
+TEST(CacheAdd, TextKeysMapToTypeNumbersAndUnknownOnesAddNothing) {
+  const std::pair<std::string, int> keys[] = {
+      {"A", 1},     {"NS", 2},       {"CNAME", 5},     {"SOA", 6},     {"PTR", 12},   {"MX", 15},
+      {"REA", 1001}, {"RENS", 1002}, {"RECNAME", 1005}, {"RESOA", 1006}, {"REPTR", 1012}, {"REMX", 1015},
+      {"NE", 2000}, {"TXT", 0},      {"DHCP", 0},      {"", 0}};
   for (const auto& [key, type] : keys) EXPECT_EQ(modDNS::RecTypeOfKey(key), type) << key;
-}
-
-TEST(CacheAddKeys, UnknownTextKeyAddsNothingAndKnownOneAdds) {
   StoreWorld w;
   modDNS::CacheAdd(w.ctx, "x.", std::string_view("TXT"), 100, "a.", 0, false);
   EXPECT_TRUE(w.records.empty());
   modDNS::CacheAdd(w.ctx, "x.", std::string_view("REMX"), 100, "a.", 0, false);
-  EXPECT_EQ(w.Dump(), std::vector<std::string>{"x. 1015 100 a. 0"});
+  EXPECT_EQ(w.Dump(), Lines{"x. 1015 100 a. 0"});
 }
 
-TEST(CacheAddRootHints, FlagIsKeptAndClearedByTheOperatorsOwnCopy) {
+TEST(CacheAdd, RootHintFlagIsKeptAndClearedByTheOperatorsOwnCopy) {
   StoreWorld w;
   modDNS::CacheAdd(w.ctx, ".", RecordType::kNS, 100, "a.root.", 0, true, true);
-  ASSERT_EQ(w.records.size(), 1u);
-  EXPECT_TRUE(w.records.begin()->RootHint);
-  modDNS::CacheAdd(w.ctx, ".", RecordType::kNS, 100, "a.root.", 0, false);  // learnt copy
-  EXPECT_TRUE(w.records.begin()->RootHint);
-  modDNS::CacheAdd(w.ctx, ".", RecordType::kNS, 100, "a.root.", 0, true);  // record file copy
-  ASSERT_EQ(w.records.size(), 1u);
-  EXPECT_FALSE(w.records.begin()->RootHint);
+  w.Add(".", RecordType::kNS, 100, "a.root.");  // learnt copy
+  EXPECT_EQ(w.Dump(), Lines{". 2 100 a.root. 0 P H"});
+  w.Add(".", RecordType::kNS, 100, "a.root.", 0, true);  // record file copy
+  EXPECT_EQ(w.Dump(), Lines{". 2 100 a.root. 0 P"});
 }
 
 // --- CleanCache ------------------------------------------------------------
 
 TEST(CleanCache, RemovesOnlyExpiredCachedRecords) {
   StoreWorld w;
-  modDNS::CacheAdd(w.ctx, "a.", 2, 10, "n.", 0, false);
-  modDNS::CacheAdd(w.ctx, "b.", 2, 20, "n.", 0, false);
-  modDNS::CacheAdd(w.ctx, "c.", 2, 5, "n.", 0, true);
-  modDNS::CacheAdd(w.ctx, "d.", 2, 9, "n.", 0, false);
-  w.clock.Advance(10);  // a. at exactly 0, d. at -1
+  w.options.CACHETTL = 5;
+  w.Add("a.", 2, 10, "n.");
+  w.Add("b.", 2, 20, "n.");
+  w.Add("c.", 2, 5, "n.", 0, true);
+  w.Add("d.", 2, 9, "n.");
+  w.Add("z.", 2, 0, "n.");  // zero stays zero, so it goes at the first clean after its second
   modDNS::CleanCache(w.ctx);
-  EXPECT_EQ(w.Dump(), (std::vector<std::string>{"a. 2 0 n. 0", "b. 2 10 n. 0", "c. 2 5 n. 0 P"}));
-  w.clock.Advance(1000);
-  modDNS::CleanCache(w.ctx);
-  EXPECT_EQ(w.Dump(), std::vector<std::string>{"c. 2 5 n. 0 P"});
-  EXPECT_TRUE(w.records.Named("a.").empty());
-}
-
-TEST(CleanCache, ZeroTtlUnderCacheTtlGoesAtTheFirstCleanAfterItsSecond) {
-  StoreWorld w;
-  w.options.CACHETTL = 300;
-  modDNS::CacheAdd(w.ctx, "a.", 2, 0, "n.", 0, false);
-  modDNS::CacheAdd(w.ctx, "b.", 2, 60, "n.", 0, false);
-  modDNS::CleanCache(w.ctx);
-  EXPECT_EQ(w.records.size(), 2u);
+  EXPECT_EQ(w.records.size(), 5u);
   w.clock.Advance(1);
   modDNS::CleanCache(w.ctx);
-  EXPECT_EQ(w.Dump(), std::vector<std::string>{"b. 2 299 n. 0"});
-  w.clock.Advance(300);
+  EXPECT_EQ(w.records.size(), 4u);
+  w.clock.Advance(9);  // a. at exactly 0, d. at -1
   modDNS::CleanCache(w.ctx);
-  EXPECT_TRUE(w.records.empty());
+  EXPECT_EQ(w.Dump(), (Lines{"a. 2 0 n. 0", "b. 2 10 n. 0", "c. 2 5 n. 0 P"}));
+  w.clock.Advance(1000);
+  modDNS::CleanCache(w.ctx);
+  EXPECT_EQ(w.Dump(), Lines{"c. 2 5 n. 0 P"});
+  EXPECT_TRUE(w.records.Named("a.").empty());
 }
 
 // --- The index against a full walk -----------------------------------------
@@ -205,7 +157,7 @@ struct ModelRecord {
   std::string data;
   bool permanent;
   DateTime expiry;
-  int32_t stored;
+  int32_t stored;  // the TTL a permanent record keeps
 };
 
 void ModelAdd(std::vector<ModelRecord>& list, const std::string& name, int type, int32_t ttl,
@@ -266,7 +218,7 @@ TEST(RecordListIndex, RandomAddsAndRemovesMatchAFullWalk) {
       const std::string& data = pick(datas);
       int32_t ttl = static_cast<int32_t>(random() % 40);
       bool permanent = random() % 5 == 0;
-      modDNS::CacheAdd(w.ctx, name, type, ttl, data, 0, permanent);
+      w.Add(name, type, ttl, data, 0, permanent);
       ModelAdd(model, name, type, ttl, data, permanent, w.options.CACHETTL, w.clock.Now());
     } else if (action < 17) {
       w.clock.Advance(random() % 7);

@@ -23,6 +23,34 @@ struct StoreWorld {
   RecordingProgress progress;
   StoreContext ctx{records, options, clock, log, errors, dir.path(), localIPs, dhcpifs, nullptr};
 
+  void Add(const std::string& name, int type, int32_t ttl, const std::string& data, int32_t pref = 0,
+           bool permanent = false) {
+    modDNS::CacheAdd(ctx, name, type, ttl, data, pref, permanent);
+  }
+
+  // "tag number" per reported error.
+  std::vector<std::string> Errors() const {
+    std::vector<std::string> out;
+    for (const ReportedError& e : errors.errors) out.push_back(e.tag + " " + std::to_string(e.number));
+    return out;
+  }
+
+  // "address from to mask gateway ttl domain" per DHCP interface.
+  std::vector<std::string> DhcpDump() const {
+    std::vector<std::string> out;
+    for (const clDHCPif& d : dhcpifs)
+      out.push_back(d.IPaddr + " " + d.ScopeFrom + " " + d.ScopeTo + " " + d.Subnet + " " + d.Gateway + " " +
+                    std::to_string(d.TTL) + " " + d.Domain);
+    return out;
+  }
+
+  // SOA record data: primary, mailbox, then five 32-bit numbers.
+  static std::string Soa(const std::string& primary, const std::string& mailbox, std::vector<int> numbers) {
+    std::string data = primary + '\0' + mailbox + '\0';
+    for (int n : numbers) data += Bytes({(n >> 24) & 255, (n >> 16) & 255, (n >> 8) & 255, n & 255});
+    return data;
+  }
+
   // One line per record: name, type, TTL now, data shown readably, pref,
   // flags. Lets a test compare a whole list at once.
   std::vector<std::string> Dump() const {

@@ -4,7 +4,9 @@
 
 std::string U16(int v) { return Bytes({(v >> 8) & 255, v & 255}); }
 
-std::string U32(long v) { return U16(static_cast<int>((v >> 16) & 0xFFFF)) + U16(static_cast<int>(v & 0xFFFF)); }
+std::string U32(long v) {
+  return U16(static_cast<int>((v >> 16) & 0xFFFF)) + U16(static_cast<int>(v & 0xFFFF));
+}
 
 std::string Wire(const std::string& name) {
   std::string out, label;
@@ -126,6 +128,14 @@ WireMessage DnsWorld::OneQuery(const std::string& host) {
   EXPECT_EQ(up[0].host, host);
   EXPECT_EQ(up[0].port, 53);
   return Decode(up[0].bytes);
+}
+
+ReplyBuilder DnsWorld::Asked(const std::string& host, const std::string& qname, int qtype,
+                            int rcode) {
+  WireMessage q = OneQuery(host);
+  EXPECT_EQ(q.qname, qname);
+  EXPECT_EQ(q.qtype, qtype);
+  return ReplyBuilder(q.id, qname, qtype, rcode);
 }
 
 void DnsWorld::Tick(int seconds) {

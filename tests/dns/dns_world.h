@@ -40,7 +40,8 @@ class FakeLeases : public LeaseSource {
 struct WireRecord {
   int section;  // 2 answer, 3 authority, 4 additional
   long ttl;
-  std::string data;  // A: dotted; NS/CNAME/PTR: name; MX: "pref name"; SOA: "primary mailbox minimum"
+  // A: dotted; NS/CNAME/PTR: name; MX: "pref name"; SOA: "primary mailbox minimum"
+  std::string data;
 };
 
 struct WireMessage {
@@ -141,6 +142,13 @@ class DnsWorld : public ::testing::Test {
   std::vector<SentDatagram> TakeUpstream();
   // The single upstream query sent since the last look, to host:53; fails otherwise.
   WireMessage OneQuery(const std::string& host);
+  // A reply to the single query just sent to host, checked to ask qname/qtype.
+  ReplyBuilder Asked(const std::string& host, const std::string& qname, int qtype = 1,
+                     int rcode = 0);
+  // Answers that query for qname with one A record.
+  void AnswerA(const std::string& host, const std::string& qname, const std::string& ip) {
+    Reply(host, Asked(host, qname).A(2, qname, ip));
+  }
   bool Logged(const std::string& line) const {
     return std::find(log.lines.begin(), log.lines.end(), line) != log.lines.end();
   }

@@ -9,6 +9,13 @@ class External : public DnsWorld {
       if (it->RecType == type) return &*it;
     return nullptr;
   }
+  // A root referral to a server of unknown address; its address is asked first.
+  void GluelessReferral() {
+    RootHint();
+    Ask(3, "www.example.org.", 1);
+    Reply("127.0.0.11",
+          Asked("127.0.0.11", "www.example.org.").NS(3, "example.org.", "ns1.other.net."));
+  }
 };
 
 TEST_F(External, ForwardingRhythmQueryReplyAnswerCacheHit) {
@@ -23,8 +30,11 @@ TEST_F(External, ForwardingRhythmQueryReplyAnswerCacheHit) {
   EXPECT_TRUE(Logged("Sending request to 127.0.0.53 (external) for A-record for www.example.org."));
   EXPECT_EQ(timerSwitches, std::vector<bool>{true});
 
-  Reply("127.0.0.53", ReplyBuilder(q.id, "www.example.org.", 1)
-                          .A(2, "www.example.org.", "10.2.2.2", 600));
+  // A reply arriving on the server's own socket is taken too.
+  engine.OnDnsDatagram("127.0.0.53", 53,
+                       ReplyBuilder(q.id, "www.example.org.", 1)
+                           .A(2, "www.example.org.", "10.2.2.2", 600)
+                           .Build());
   EXPECT_TRUE(Logged("Reply from 127.0.0.53 about A-record for www.example.org.:"));
   EXPECT_TRUE(Logged("-> Answer: A-record for www.example.org. = 10.2.2.2"));
   WireMessage a = LastAnswer();
@@ -42,16 +52,20 @@ TEST_F(External, ForwardingRhythmQueryReplyAnswerCacheHit) {
   EXPECT_EQ(a.In(2)[0].ttl, 500);
 }
 
-TEST_F(External, RandomChoiceAmongConfiguredServers) {
+TEST_F(External, EachQueryGoesToARandomServerWithTheNextId) {
   Forwarding({"127.0.0.51", "127.0.0.52", "127.0.0.53"});
-  const std::pair<double, std::string> cases[] = {
-      {0.0, "127.0.0.51"}, {0.34, "127.0.0.52"}, {0.5, "127.0.0.52"}, {0.999, "127.0.0.53"}};
-  int n = 0;
-  for (const auto& [value, server] : cases) {
+  engine.SetQueryId(65534);
+  // IDs run up to 65535, then start at one again.
+  const std::tuple<double, std::string, int> cases[] = {{0.0, "127.0.0.51", 65535},
+                                                        {0.34, "127.0.0.52", 1},
+                                                        {0.5, "127.0.0.52", 2},
+                                                        {0.999, "127.0.0.53", 3}};
+  for (const auto& [value, server, id] : cases) {
     random = value;
-    Ask(1, "n" + std::to_string(n++) + ".example.org.", 1);
-    OneQuery(server);
+    Ask(1, "n" + std::to_string(id) + ".example.org.", 1);
+    EXPECT_EQ(OneQuery(server).id, id);
   }
+  EXPECT_EQ(engine.QueryId(), 3);
 }
 
 TEST_F(External, IterativeFromRootHintsThroughTwoReferrals) {
@@ -66,20 +80,16 @@ TEST_F(External, IterativeFromRootHintsThroughTwoReferrals) {
   Reply("127.0.0.11", ReplyBuilder(q.id, "www.example.org.", 1)
                           .NS(3, "org.", "ns.org-servers.net.")
                           .A(4, "ns.org-servers.net.", "127.0.0.12"));
-  q = OneQuery("127.0.0.12");
+  ReplyBuilder next = Asked("127.0.0.12", "www.example.org.");
   EXPECT_TRUE(Logged(
       "Sending request to 127.0.0.12 (ns.org-servers.net.) for A-record for www.example.org."));
   EXPECT_TRUE(Logged("-> Authority: NS-record for org. = ns.org-servers.net."));
   EXPECT_TRUE(Logged("-> Additional: A-record for ns.org-servers.net. = 127.0.0.12"));
 
-  Reply("127.0.0.12", ReplyBuilder(q.id, "www.example.org.", 1)
-                          .NS(3, "example.org.", "ns1.example.org.")
+  Reply("127.0.0.12", next.NS(3, "example.org.", "ns1.example.org.")
                           .A(4, "ns1.example.org.", "127.0.0.13"));
-  q = OneQuery("127.0.0.13");
   EXPECT_TRUE(wsdns.sent.empty());
-
-  Reply("127.0.0.13",
-        ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.3.3.3"));
+  AnswerA("127.0.0.13", "www.example.org.", "10.3.3.3");
   WireMessage a = LastAnswer();
   EXPECT_EQ(a.id, 7);
   EXPECT_EQ(a.Data(2), Strs{"10.3.3.3"});
@@ -184,23 +194,11 @@ TEST_F(External, NoServerAtAllGivesUpAfterTenSeconds) {
 TEST_F(External, ServerFailureMovesOnToTheNextServer) {
   Forwarding({"127.0.0.51", "127.0.0.52"});
   Ask(1, "www.example.org.", 1);
-  Reply("127.0.0.51", ReplyBuilder(OneQuery("127.0.0.51").id, "www.example.org.", 1, 2));
+  Reply("127.0.0.51", Asked("127.0.0.51", "www.example.org.", 1, 2));
   EXPECT_TRUE(Logged("-> Header: Server Failure."));
-  WireMessage q = OneQuery("127.0.0.52");
   EXPECT_EQ(Find("www.example.org.", 1001), nullptr);
-  Reply("127.0.0.52",
-        ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.4.4.4"));
+  AnswerA("127.0.0.52", "www.example.org.", "10.4.4.4");
   EXPECT_EQ(LastAnswer().Data(2), Strs{"10.4.4.4"});
-}
-
-TEST_F(External, QueryIdsRunUpTo65535ThenStartAtOne) {
-  Forwarding({"127.0.0.53"});
-  engine.SetQueryId(65534);
-  Ask(1, "a.example.org.", 1);
-  EXPECT_EQ(OneQuery("127.0.0.53").id, 65535);
-  Ask(2, "b.example.org.", 1);
-  EXPECT_EQ(OneQuery("127.0.0.53").id, 1);
-  EXPECT_EQ(engine.QueryId(), 1);
 }
 
 TEST_F(External, RepliesThatDoNotMatchTheQueryAreIgnored) {
@@ -251,44 +249,28 @@ TEST_F(External, EndlessReferralsStopAtTheQueryBound) {
 }
 
 TEST_F(External, NameServerWithoutGlueIsLookedUpBySubRequest) {
-  RootHint();
-  Ask(3, "www.example.org.", 1);
-  Reply("127.0.0.11", ReplyBuilder(OneQuery("127.0.0.11").id, "www.example.org.", 1)
-                          .NS(3, "example.org.", "ns1.other.net."));
-  // The server's address is asked first, by a sub-request.
-  WireMessage q = OneQuery("127.0.0.11");
-  EXPECT_EQ(q.qname, "ns1.other.net.");
-  EXPECT_EQ(q.qtype, 1);
+  GluelessReferral();
   ASSERT_EQ(engine.Requests().size(), 2u);
   // The waiting parent came first; the sub-request joined at the end.
   EXPECT_TRUE(engine.Requests()[0]->WaitingForSub());
   EXPECT_EQ(engine.Requests()[1]->FromIP, "SUB");
   EXPECT_EQ(engine.Requests()[0]->SubRequest, engine.Requests()[1]->Serial());
 
-  Reply("127.0.0.11",
-        ReplyBuilder(q.id, "ns1.other.net.", 1).A(2, "ns1.other.net.", "127.0.0.13"));
-  q = OneQuery("127.0.0.13");
-  EXPECT_EQ(q.qname, "www.example.org.");
+  AnswerA("127.0.0.11", "ns1.other.net.", "127.0.0.13");
+  EXPECT_TRUE(wsdns.sent.empty());  // nothing is sent for the sub-request
+  AnswerA("127.0.0.13", "www.example.org.", "10.8.8.8");
   EXPECT_TRUE(
       Logged("Sending request to 127.0.0.13 (ns1.other.net.) for A-record for www.example.org."));
-  EXPECT_TRUE(wsdns.sent.empty());  // nothing is sent for the sub-request
-
-  Reply("127.0.0.13",
-        ReplyBuilder(q.id, "www.example.org.", 1).A(2, "www.example.org.", "10.8.8.8"));
   ASSERT_EQ(wsdns.sent.size(), 1u);
   EXPECT_EQ(LastAnswer().id, 3);
   EXPECT_TRUE(engine.Requests().empty());
 }
 
 TEST_F(External, AGivenUpSubRequestWakesItsParent) {
-  RootHint();
-  Ask(3, "www.example.org.", 1);
-  Reply("127.0.0.11", ReplyBuilder(OneQuery("127.0.0.11").id, "www.example.org.", 1)
-                          .NS(3, "example.org.", "ns1.other.net."));
+  GluelessReferral();
   OneQuery("127.0.0.11");
   // Nobody answers anything: everything ends within a bounded number of ticks.
-  int ticks = 0;
-  for (; !engine.Requests().empty() && ticks < 100; ++ticks) Tick(1);
+  for (int ticks = 0; !engine.Requests().empty() && ticks < 100; ++ticks) Tick(1);
   EXPECT_TRUE(engine.Requests().empty());
   EXPECT_TRUE(wsdns.sent.empty());
 }
@@ -306,16 +288,6 @@ TEST_F(External, TimerCleansTheCacheEveryMinuteWhileRequestsWait) {
   EXPECT_TRUE(records.Named("short.example.org.").empty());
   EXPECT_EQ(engine.TickCounter(), 0);
   EXPECT_TRUE(errors.errors.empty());
-}
-
-TEST_F(External, ReplyArrivingOnTheServerSocketIsTakenToo) {
-  Forwarding({"127.0.0.53"});
-  Ask(4, "www.example.org.", 1);
-  engine.OnDnsDatagram("127.0.0.53", 53,
-                       ReplyBuilder(OneQuery("127.0.0.53").id, "www.example.org.", 1)
-                           .A(2, "www.example.org.", "10.5.5.5")
-                           .Build());
-  EXPECT_EQ(LastAnswer().id, 4);
 }
 
 TEST_F(External, AQuietIntakeCleansExpiredRecordsFirst) {

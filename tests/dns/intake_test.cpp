@@ -45,14 +45,15 @@ TEST_P(NotImplementedReply, EchoesTheRequestWithErrorFour) {
   EXPECT_TRUE(wsdns2.sent.empty());
 }
 
-const std::string kType = "Request from 10.0.0.5 for ", kClass = "DNS Request from 10.0.0.5 for ";
+const std::string kOp = "DNS Request from 10.0.0.5", kClass = kOp + " for ",
+                  kType = "Request from 10.0.0.5 for ";
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, NotImplementedReply,
     ::testing::Values(
-        Refusal{1, 1, 1, "DNS Request from 10.0.0.5(Inverse Query Request)", "Inverse Query Request"},
-        Refusal{2, 1, 1, "DNS Request from 10.0.0.5(Server Status Request)", "Server Status Request"},
-        Refusal{9, 1, 1, "DNS Request from 10.0.0.5(Unknown Query Type)", "Unknown Query Type"},
+        Refusal{1, 1, 1, kOp + "(Inverse Query Request)", "Inverse Query Request"},
+        Refusal{2, 1, 1, kOp + "(Server Status Request)", "Server Status Request"},
+        Refusal{9, 1, 1, kOp + "(Unknown Query Type)", "Unknown Query Type"},
         Refusal{0, 3, 1, kClass + "CHAOS class record", "CHAOS class record"},
         Refusal{0, 2, 1, kClass + "CSNET class record", "CSNET class record"},
         Refusal{0, 4, 1, kClass + "Hesiod [Dyer 87] class record", "Hesiod [Dyer 87] class record"},
@@ -64,7 +65,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Intake, ErrorFourKeepsTheReceivedFlagBitsExactly) {
   // Opcode 2 with RD and TC set: only QR is added, byte 4 becomes 132.
   const std::string question = Wire("a.") + U16(1) + U16(1);
-  engine.ProcReq("10.0.0.5", 1000, Bytes({0xAB, 0xCD, 0x13, 0x5A, 0, 1, 0, 0, 0, 0, 0, 0}) + question);
+  engine.ProcReq("10.0.0.5", 1000,
+                 Bytes({0xAB, 0xCD, 0x13, 0x5A, 0, 1, 0, 0, 0, 0, 0, 0}) + question);
   ASSERT_EQ(wsdns.sent.size(), 1u);
   EXPECT_EQ(wsdns.sent[0].bytes, Bytes({0xAB, 0xCD, 0x93, 132, 0, 1, 0, 0, 0, 0, 0, 0}) + question);
 }

@@ -41,8 +41,9 @@ TEST_F(Resolution, MxAnswerCarriesTheExchangerAddressInAdditional) {
   Ask(5, "example.com.", 15);
   ASSERT_EQ(wsdns.sent.size(), 1u);
   // The exchanger name "mail" sits at offset 43; the additional owner points there.
+  const std::string exchanger = U16(10) + Bytes({4, 'm', 'a', 'i', 'l', 0xC0, 12});
   EXPECT_EQ(wsdns.sent[0].bytes, Head(5, 0x85, 0x80, 1, 0, 1, "example.com.", 15) +
-                                     RR(Ptr(12), 15, 3600, U16(10) + Bytes({4, 'm', 'a', 'i', 'l', 0xC0, 12})) +
+                                     RR(Ptr(12), 15, 3600, exchanger) +
                                      RR(Ptr(43), 1, 3600, Bytes({10, 1, 1, 2})));
   EXPECT_TRUE(Logged("-> Answer: MX-record for example.com. = mail.example.com."));
   EXPECT_TRUE(Logged("-> Additional: A-record for mail.example.com. = 10.1.1.2"));
@@ -253,11 +254,7 @@ TEST_F(Resolution, AutoCnameResolvesAnUnknownTargetBeforeAnswering) {
   Cached("ext.example.org.", 5, "target.example.net.", 300);
   Ask(1, "ext.example.org.", 5);
   EXPECT_TRUE(wsdns.sent.empty());
-  WireMessage q = OneQuery("127.0.0.11");
-  EXPECT_EQ(q.qname, "target.example.net.");
-  EXPECT_EQ(q.qtype, 1);
-  Reply("127.0.0.11", ReplyBuilder(q.id, "target.example.net.", 1)
-                          .A(2, "target.example.net.", "10.7.7.7"));
+  AnswerA("127.0.0.11", "target.example.net.", "10.7.7.7");
   EXPECT_EQ(LastAnswer().Data(2), (Strs{"target.example.net.", "10.7.7.7"}));
   EXPECT_TRUE(engine.Requests().empty());
 }

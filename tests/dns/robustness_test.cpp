@@ -25,12 +25,13 @@ class Robustness : public DnsWorld {
       reply = ReplyBuilder(r->LastQID, r->LastQ, r->LastQType);
       host = r->LastServer();
     }
+    const std::string n = std::to_string(rng() % 8);
     switch (rng() % 5) {
-      case 0: reply.A(2, reply.qname, "10.9.0." + std::to_string(rng() % 256)); break;
-      case 1: reply.NS(3, "org.", "ns" + std::to_string(rng() % 4) + ".org.").A(4, "ns1.org.", "127.0.0.12"); break;
+      case 0: reply.A(2, reply.qname, "10.9.0." + n); break;
+      case 1: reply.NS(3, "org.", "ns" + n + ".org.").A(4, "ns1.org.", "127.0.0.12"); break;
       case 2: reply.rcode = 3; reply.SOA(3, "org.", 60, 30); break;
-      case 3: reply.CNAME(2, reply.qname, "c" + std::to_string(rng() % 8) + ".example.org."); break;
-      default: reply.NS(3, "example.org.", "ns.elsewhere" + std::to_string(rng() % 3) + ".net."); break;
+      case 3: reply.CNAME(2, reply.qname, "c" + n + ".example.org."); break;
+      default: reply.NS(3, "example.org.", "ns.elsewhere" + n + ".net."); break;
     }
     return reply.Build();
   }
@@ -47,28 +48,27 @@ class Robustness : public DnsWorld {
   }
 
   static std::string Mutate(std::string bytes, std::mt19937& rng) {
+    auto any = [&rng](std::size_t n) { return n == 0 ? 0 : rng() % n; };
     switch (rng() % 6) {
       case 0:  // flip a few bytes
-        for (int i = 0, n = 1 + rng() % 4; i < n && !bytes.empty(); ++i)
-          bytes[rng() % bytes.size()] = static_cast<char>(rng());
+        for (int i = 1 + rng() % 4; i > 0 && !bytes.empty(); --i)
+          bytes[any(bytes.size())] = static_cast<char>(rng());
         break;
-      case 1:  // cut
-        bytes.resize(rng() % (bytes.size() + 1));
-        break;
+      case 1: bytes.resize(any(bytes.size() + 1)); break;  // cut
       case 2:  // a pointer somewhere, often at itself
         if (bytes.size() > 13) {
-          std::size_t at = 12 + rng() % (bytes.size() - 13);
-          int target = rng() % 2 ? static_cast<int>(at) : static_cast<int>(rng() % bytes.size());
+          std::size_t at = 12 + any(bytes.size() - 13);
+          int target = static_cast<int>(rng() % 2 ? at : any(bytes.size()));
           bytes[at] = static_cast<char>(0xC0 | (target >> 8));
           bytes[at + 1] = static_cast<char>(target & 255);
         }
         break;
       case 3:  // huge counts
-        if (bytes.size() >= 12)
-          for (int i = 4; i < 12; ++i) bytes[i] = static_cast<char>(rng() % 2 ? 0xFF : rng());
+        for (std::size_t i = 4; i < 12 && i < bytes.size(); ++i)
+          bytes[i] = static_cast<char>(rng() % 2 ? 0xFF : rng());
         break;
       case 4:  // garbage appended
-        for (int i = 0, n = rng() % 64; i < n; ++i) bytes += static_cast<char>(rng());
+        for (int i = rng() % 64; i > 0; --i) bytes += static_cast<char>(rng());
         break;
       default:  // all random
         bytes.assign(rng() % 600, '\0');

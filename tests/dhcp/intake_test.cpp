@@ -34,10 +34,7 @@ TEST(DhcpIntake, EndlessPaddingIsDroppedOnceTheBufferIsFull) {
 }
 
 TEST(DhcpIntake, HostNameIsCutAtNulAndDotAndLowerCased) {
-  struct {
-    std::optional<std::string> option;
-    std::string logged, lease;
-  } cases[] = {
+  struct { std::optional<std::string> option; std::string logged, lease; } cases[] = {
       {"PC1.Example.com", "pc1", "pc1.example.com."},
       {std::string("abc\0def.x", 9), "abc", "abc.example.com."},
       {"Solo", "solo", "solo.example.com."},
@@ -55,9 +52,7 @@ TEST(DhcpIntake, HostNameIsCutAtNulAndDotAndLowerCased) {
 }
 
 TEST(DhcpIntake, IgnoredMessagesAreDroppedSilentlyAndEmptyTheBuffer) {
-  struct {
-    int type, op, socket;
-  } cases[] = {
+  struct { int type, op, socket; } cases[] = {
       {-1, 1, 1},  // no option 53
       {0, 1, 1},
       {2, 1, 1},

@@ -19,7 +19,18 @@ namespace {
 using modMain::Log;
 using modMain::LogWindowChange;
 
+using Lines = std::vector<std::string>;
+
 constexpr DateTime kLastSecondOfDay = 1794873599;  // 2026-11-16 23:59:59 UTC
+const std::string kStamp = "2026-11-16 23:59:59  ";
+
+Lines Window(const Log& log) { return Lines(log.ListDNS().begin(), log.ListDNS().end()); }
+
+std::string Stamped(std::initializer_list<const char*> texts, const char* end) {
+  std::string out;
+  for (const char* text : texts) out += kStamp + text + end;
+  return out;
+}
 
 class LogTest : public ::testing::Test {
  protected:
@@ -32,63 +43,35 @@ class LogTest : public ::testing::Test {
   Options options;
 };
 
-TEST_F(LogTest, LineIsStampedWithDateTimeAndTwoBlanks) {
-  Log log(clock, options, dir.path());
-  log.AddLine("Request from 10.0.0.1");
-  ASSERT_EQ(log.ListDNS().size(), 1u);
-  EXPECT_EQ(log.ListDNS().back(), "2026-11-16 23:59:59  Request from 10.0.0.1");
-}
-
 TEST_F(LogTest, StampFollowsTheClockAcrossSecondsAndMidnight) {
   Log log(clock, options, dir.path());
-  clock.Set(kLastSecondOfDay + 0.2);
-  log.AddLine("a");
-  clock.Set(kLastSecondOfDay + 0.9);
-  log.AddLine("b");
-  clock.Set(kLastSecondOfDay + 1.0);
-  log.AddLine("c");
-  clock.Set(kLastSecondOfDay + 3661.5);
-  log.AddLine("d");
-  clock.Set(kLastSecondOfDay - 86400);  // a clock set back a day
-  log.AddLine("e");
-  std::vector<std::string> lines(log.ListDNS().begin(), log.ListDNS().end());
-  EXPECT_EQ(lines, (std::vector<std::string>{
-                       "2026-11-16 23:59:59  a", "2026-11-16 23:59:59  b",
-                       "2026-11-17 00:00:00  c", "2026-11-17 01:01:00  d",
-                       "2026-11-15 23:59:59  e"}));
+  for (const auto& [at, text] : {std::pair{0.2, "a"}, {0.9, "b"}, {1.0, "c"}, {3661.5, "d"}, {-86400.0, "e"}}) {
+    clock.Set(kLastSecondOfDay + at);  // the last is a clock set back a day
+    log.AddLine(text);
+  }
+  EXPECT_EQ(Window(log), (Lines{kStamp + "a", kStamp + "b", "2026-11-17 00:00:00  c", "2026-11-17 01:01:00  d",
+                                "2026-11-15 23:59:59  e"}));
 }
 
-TEST_F(LogTest, WindowKeepsTheNewest300Lines) {
+TEST_F(LogTest, WindowKeepsTheNewest300LinesAndAnnouncesEachStep) {
   Log log(clock, options, dir.path());
-  for (int i = 1; i <= 301; ++i) log.AddLine("line " + std::to_string(i));
-  ASSERT_EQ(log.ListDNS().size(), 300u);
-  EXPECT_EQ(log.ListDNS().front(), "2026-11-16 23:59:59  line 2");
-  EXPECT_EQ(log.ListDNS().back(), "2026-11-16 23:59:59  line 301");
-}
-
-TEST_F(LogTest, WindowChangesAreAnnouncedAroundEachStep) {
-  Log log(clock, options, dir.path());
-  for (int i = 0; i < 300; ++i) log.AddLine("x");
+  for (int i = 1; i <= 300; ++i) log.AddLine("line " + std::to_string(i));
   std::vector<LogWindowChange> seen;
   std::vector<size_t> sizes;
   log.SetWindowCallback([&](LogWindowChange change) {
     seen.push_back(change);
     sizes.push_back(log.ListDNS().size());
   });
-  log.AddLine("y");
+  log.AddLine("line 301");
+  ASSERT_EQ(log.ListDNS().size(), 300u);
+  EXPECT_EQ(log.ListDNS().front(), kStamp + "line 2");
+  EXPECT_EQ(log.ListDNS().back(), kStamp + "line 301");
   log.ClearWindow();
   EXPECT_EQ(seen, (std::vector<LogWindowChange>{
                       LogWindowChange::kAboutToRemoveFirst, LogWindowChange::kFirstRemoved,
                       LogWindowChange::kAboutToAppend, LogWindowChange::kAppended,
                       LogWindowChange::kAboutToClear, LogWindowChange::kCleared}));
   EXPECT_EQ(sizes, (std::vector<size_t>{300, 299, 299, 300, 300, 0}));
-}
-
-TEST_F(LogTest, NoFilesWhileWriteLogIsOff) {
-  Log log(clock, options, dir.path());
-  log.AddLine("quiet");
-  log.Flush();
-  EXPECT_FALSE(std::filesystem::exists(dir.File("logs")));
 }
 
 TEST_F(LogTest, FirstLineCreatesTheFolderAndTheDayFileWithCrLf) {
@@ -99,36 +82,25 @@ TEST_F(LogTest, FirstLineCreatesTheFolderAndTheDayFileWithCrLf) {
     EXPECT_EQ(log.LogDate(), "20261116");
     log.AddLine("second");
     log.Flush();
-    EXPECT_EQ(dir.Read("logs/20261116.log"),
-              "2026-11-16 23:59:59  first\r\n2026-11-16 23:59:59  second\r\n");
+    EXPECT_EQ(dir.Read("logs/20261116.log"), Stamped({"first", "second"}, "\r\n"));
     log.AddLine("third");
   }  // closing writes what is still buffered
-  EXPECT_EQ(dir.Read("logs/20261116.log"),
-            "2026-11-16 23:59:59  first\r\n2026-11-16 23:59:59  second\r\n"
-            "2026-11-16 23:59:59  third\r\n");
+  EXPECT_EQ(dir.Read("logs/20261116.log"), Stamped({"first", "second", "third"}, "\r\n"));
   EXPECT_TRUE(options.WRITELOG);
 }
 
-TEST_F(LogTest, ExistingDayFileIsAppendedTo) {
+TEST_F(LogTest, ExistingDayFileIsAppendedToAndMidnightOpensTheNextDaysFile) {
   options.WRITELOG = true;
   std::filesystem::create_directory(dir.File("logs"));
   dir.Write("logs/20261116.log", "earlier\r\n");
-  Log log(clock, options, dir.path());
-  log.AddLine("later");
-  log.CloseFile();
-  EXPECT_EQ(log.LogDate(), "");
-  EXPECT_EQ(dir.Read("logs/20261116.log"), "earlier\r\n2026-11-16 23:59:59  later\r\n");
-}
-
-TEST_F(LogTest, MidnightOpensTheNextDaysFile) {
-  options.WRITELOG = true;
   Log log(clock, options, dir.path());
   log.AddLine("before midnight");
   clock.Advance(1);
   log.AddLine("after midnight");
   EXPECT_EQ(log.LogDate(), "20261117");
-  log.Flush();
-  EXPECT_EQ(dir.Read("logs/20261116.log"), "2026-11-16 23:59:59  before midnight\r\n");
+  log.CloseFile();
+  EXPECT_EQ(log.LogDate(), "");
+  EXPECT_EQ(dir.Read("logs/20261116.log"), "earlier\r\n" + kStamp + "before midnight\r\n");
   EXPECT_EQ(dir.Read("logs/20261117.log"), "2026-11-17 00:00:00  after midnight\r\n");
 }
 
@@ -140,10 +112,7 @@ TEST_F(LogTest, UnusableLogsFolderSwitchesFilesOffWithOneLine) {
   log.SetErrorReporter(&errors);
   log.AddLine("one");
   log.AddLine("two");
-  std::vector<std::string> lines(log.ListDNS().begin(), log.ListDNS().end());
-  EXPECT_EQ(lines, (std::vector<std::string>{"2026-11-16 23:59:59  one",
-                                             "2026-11-16 23:59:59  Error opening log file!",
-                                             "2026-11-16 23:59:59  two"}));
+  EXPECT_EQ(Window(log), (Lines{kStamp + "one", kStamp + "Error opening log file!", kStamp + "two"}));
   EXPECT_FALSE(options.WRITELOG);
   EXPECT_EQ(log.LogDate(), "");
   EXPECT_TRUE(errors.errors.empty());
@@ -182,10 +151,10 @@ TEST_F(LogTest, WriteFailureIsReportedOnceAndStopsTheFiles) {
   log.Flush();
   EXPECT_EQ(reporter.reports, (std::vector<std::string>{"modMain AddLine 57"}));
   EXPECT_FALSE(options.WRITELOG);
-  EXPECT_EQ(log.ListDNS().back(), "2026-11-16 23:59:59  after");
+  EXPECT_EQ(log.ListDNS().back(), kStamp + "after");
 }
 
-TEST_F(LogTest, EchoGetsEveryLine) {
+TEST_F(LogTest, EchoGetsEveryLineAndNoFilesWhileWriteLogIsOff) {
   char* text = nullptr;
   size_t size = 0;
   std::FILE* echo = open_memstream(&text, &size);
@@ -198,8 +167,9 @@ TEST_F(LogTest, EchoGetsEveryLine) {
     log.Flush();
   }
   std::fclose(echo);
-  EXPECT_EQ(std::string(text, size), "2026-11-16 23:59:59  one\n2026-11-16 23:59:59  two\n");
+  EXPECT_EQ(std::string(text, size), Stamped({"one", "two"}, "\n"));
   std::free(text);
+  EXPECT_FALSE(std::filesystem::exists(dir.File("logs")));
 }
 
 }  // namespace

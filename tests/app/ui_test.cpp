@@ -59,37 +59,21 @@ TEST(SystemTextEditor, ChoosesVisualThenEditorThenXdgOpen) {
   TempDir dir;
   dir.Write("notes.txt", "x");
   const std::string file = dir.File("notes.txt");
-  SystemTextEditor editor;
-  {
+  struct Case {
+    const char *visual, *editor, *path;  // null: unset (path: left alone)
+    bool opened;
+  } cases[] = {
+      {nullptr, "true --some-flag", nullptr, true},            // arguments ride along
+      {"/nonexistent/visual-editor", "true", nullptr, false},  // VISUAL wins even when it cannot start
+      {"  ", "true", nullptr, true},                           // a blank VISUAL counts as unset
+      {nullptr, nullptr, dir.path().c_str(), false},           // no xdg-open here
+      {nullptr, file.c_str(), nullptr, false}};                // exists, but is not a program
+  for (const Case& c : cases) {
     Environment env;
-    env.Set("VISUAL", nullptr);
-    env.Set("EDITOR", "true --some-flag");  // arguments ride along
-    EXPECT_TRUE(editor.Open(file));
-  }
-  {
-    Environment env;
-    env.Set("VISUAL", "/nonexistent/visual-editor");
-    env.Set("EDITOR", "true");
-    EXPECT_FALSE(editor.Open(file));  // VISUAL wins even when it cannot start
-  }
-  {
-    Environment env;
-    env.Set("VISUAL", "  ");
-    env.Set("EDITOR", "true");
-    EXPECT_TRUE(editor.Open(file));  // a blank VISUAL counts as unset
-  }
-  {
-    Environment env;
-    env.Set("VISUAL", nullptr);
-    env.Set("EDITOR", nullptr);
-    env.Set("PATH", dir.path().c_str());  // no xdg-open here
-    EXPECT_FALSE(editor.Open(file));
-  }
-  {
-    Environment env;
-    env.Set("VISUAL", nullptr);
-    env.Set("EDITOR", file.c_str());  // exists, but is not a program
-    EXPECT_FALSE(editor.Open(file));
+    env.Set("VISUAL", c.visual);
+    env.Set("EDITOR", c.editor);
+    if (c.path) env.Set("PATH", c.path);
+    EXPECT_EQ(SystemTextEditor().Open(file), c.opened) << (c.visual ? c.visual : "-") << " " << (c.editor ? c.editor : "-");
   }
 }
 

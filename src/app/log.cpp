@@ -41,22 +41,24 @@ void Log::AddLine(const std::string& text) {
 
 void Log::AddLineUnguarded(const std::string& text) {
   RefreshStamp();
+  // The line reuses the storage of the one that leaves the window: a busy
+  // server logs several lines per query.
   std::string line;
-  line.reserve(stamp_.size() + text.size());
-  line += stamp_;
-  line += text;
-
   if (window_.size() >= kWindowLines) {
     Announce(LogWindowChange::kAboutToRemoveFirst);
+    line = std::move(window_.front());
     window_.pop_front();
     Announce(LogWindowChange::kFirstRemoved);
   }
+  line.assign(stamp_);
+  line += text;
   Announce(LogWindowChange::kAboutToAppend);
-  window_.push_back(line);
+  window_.push_back(std::move(line));
   Announce(LogWindowChange::kAppended);
+  const std::string& added = window_.back();
 
   if (echo_) {
-    std::fwrite(line.data(), 1, line.size(), echo_);
+    std::fwrite(added.data(), 1, added.size(), echo_);
     std::fputc('\n', echo_);
   }
 
@@ -73,7 +75,7 @@ void Log::AddLineUnguarded(const std::string& text) {
     }
     logDate_ = today_;
   }
-  buffer_ += line;
+  buffer_ += added;
   buffer_ += "\r\n";
   if (buffer_.size() >= kBufferBytes) WriteBuffer();
 }

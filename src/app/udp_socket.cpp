@@ -1,5 +1,7 @@
 #include "app/udp_socket.h"
 
+#include "wire/ip.h"
+
 #include <arpa/inet.h>
 #include <errno.h>
 #include <netinet/in.h>
@@ -28,9 +30,7 @@ bool ToSockaddr(const std::string& host, int port, sockaddr_in& out) {
 }
 
 std::string ToText(const in_addr& address) {
-  char text[INET_ADDRSTRLEN] = {0};
-  inet_ntop(AF_INET, &address, text, sizeof text);
-  return text;
+  return modIP::DataToIP(std::string_view(reinterpret_cast<const char*>(&address), 4));
 }
 
 }  // namespace

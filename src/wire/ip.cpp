@@ -11,13 +11,18 @@ uint8_t Byte(std::string_view data, std::size_t index) {
   return index < data.size() ? static_cast<uint8_t>(data[index]) : 0;
 }
 
+// Every received datagram's sender passes through here: no formatting library.
 std::string DottedText(const uint8_t bytes[4]) {
-  std::string text;
+  char text[16];
+  std::size_t at = 0;
   for (int i = 0; i < 4; ++i) {
-    if (i > 0) text.push_back('.');
-    text += std::to_string(bytes[i]);
+    if (i > 0) text[at++] = '.';
+    unsigned value = bytes[i];
+    if (value >= 100) text[at++] = static_cast<char>('0' + value / 100);
+    if (value >= 10) text[at++] = static_cast<char>('0' + value / 10 % 10);
+    text[at++] = static_cast<char>('0' + value % 10);
   }
-  return text;
+  return std::string(text, at);
 }
 
 // Position (1 to 32) of the mask's last 1 bit, 0 when it has none.

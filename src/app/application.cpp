@@ -137,30 +137,46 @@ void Application::StartServices() {
 }
 
 void Application::BindDhcpSockets() {
+  WSDHCP_.clear();
+  WSDHCP_.push_back(nullptr);  // element 0, the template, is never bound
   for (const clDHCPif& interface : DHCPifs_) {
-    int k = static_cast<int>(WSDHCP_.size()) + 1;
-    if (WSDHCP_.empty()) WSDHCP_.push_back(nullptr);  // element 0, the template
-    auto socket = std::make_unique<UdpSocket>();
+    const int k = static_cast<int>(WSDHCP_.size());
     BindOptions options;
     options.device = InterfaceHolding(interface.IPaddr);
     options.broadcast = true;
     options.reuseAddress = true;
     options.batch = 4;
+    // Two pools on one address would both answer every broadcast: the second
+    // is refused as a bind on an address in use would be.
+    bool taken = false;
+    for (std::size_t other = 1; other < WSDHCP_.size(); ++other)
+      taken = taken || (WSDHCP_[other] && WSDHCP_[other]->LocalAddress() == interface.IPaddr);
+    auto socket = std::make_unique<UdpSocket>();
     SendError error;
     // Broadcast DISCOVER and REQUEST reach only a socket on 0.0.0.0 that is
     // tied to the interface; replies then leave through that interface.
-    if (k >= modDHCP::kSocketCount || options.device.empty() ||
+    if (k >= modDHCP::kSocketCount || taken || options.device.empty() ||
         !socket->Bind("", settings_.dhcpPort, options, error)) {
       log_.AddLine("Binding DHCP service to " + interface.IPaddr + " failed!");
+      WSDHCP_.push_back(nullptr);
       continue;
     }
     socket->SetLocalAddress(interface.IPaddr);
-    socket->SetHandler([this, k](const Datagram& d) { dhcp_.DataArrival(k, d.data, d.host); });
+    socket->SetHandler([this, k](const Datagram& d) { dhcp_.DataArrival(DhcpIndexFor(k, d), d.data, d.host); });
     socket->SetBatchDone([this] { log_.Flush(); });
     dhcp_.SetSocket(k, socket.get(), interface.IPaddr);
     WSDHCP_.push_back(std::move(socket));
     log_.AddLine("DHCP service started on " + interface.IPaddr);
   }
+}
+
+int Application::DhcpIndexFor(int k, const Datagram& datagram) const {
+  // Sockets of several addresses on one device share what arrives there: a
+  // datagram sent to one of our addresses belongs to that address's socket.
+  for (std::size_t other = 1; other < WSDHCP_.size(); ++other)
+    if (WSDHCP_[other] && WSDHCP_[other]->LocalAddress() == datagram.localAddress)
+      return static_cast<int>(other);
+  return k;
 }
 
 void Application::CloseServiceSockets() {
@@ -200,9 +216,13 @@ void Application::Reload() {
 }
 
 void Application::Housekeeping() {
-  if (leasesDirty_) {
+  if (leasesDirty_ && clock_.Now() >= nextLeaseSave_) {
     leasesDirty_ = false;
-    dhcp_.Save();
+    // A folder that cannot be written is reported once a minute, not every second.
+    if (!dhcp_.Save()) {
+      leasesDirty_ = true;
+      nextLeaseSave_ = clock_.Now() + 60;
+    }
   }
   log_.Flush();
 }

@@ -68,6 +68,8 @@ class Application : public QObject {
 
  private:
   void BindDhcpSockets();
+  // The socket index whose address a DHCP datagram read on socket k was sent to.
+  int DhcpIndexFor(int k, const Datagram& datagram) const;
   void CloseServiceSockets();
   void Housekeeping();
   void ReportFault(const char* tag, const std::exception& error);
@@ -94,6 +96,7 @@ class Application : public QObject {
   QTimer timer_;         // the main timer: the DNS engine's duty
   QTimer housekeeping_;  // log flush and the coalesced lease-file save
   bool leasesDirty_ = false;
+  DateTime nextLeaseSave_ = 0;
   bool serverStarted_ = false;
   bool closed_ = false;
   std::string startStopCaption_ = "&Start Server";

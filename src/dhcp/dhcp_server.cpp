@@ -158,8 +158,15 @@ void DhcpServer::ReadMessage(int16_t k, const std::string& sender) {
     switch (code) {
       case 12: {
         std::string_view name = data.substr(0, data.find('\0'));
-        request.ClientName = Lower(std::string(name.substr(0, name.find('.'))));
-        request.DomainName = request.ClientName + "." + request.Interface->Domain;
+        // Control characters and blanks would forge log lines and lease-file
+        // fields; ";" would start a comment there.
+        std::string clean;
+        for (char c : name.substr(0, name.find('.')))
+          if (static_cast<unsigned char>(c) > ' ' && c != 0x7f && c != ';') clean.push_back(c);
+        request.ClientName = Lower(clean);
+        // An empty name must match no other lease, also with the domain added.
+        request.DomainName =
+            request.ClientName.empty() ? "" : request.ClientName + "." + request.Interface->Domain;
         break;
       }
       case 50:
@@ -180,8 +187,11 @@ void DhcpServer::ReadMessage(int16_t k, const std::string& sender) {
     }
   }
   // From here on `message` is gone with the buffer; only `request` remains.
-  request.Identity =
-      hasClientID ? request.ClientID : static_cast<char>(request.HWType) + request.HWAddr;
+  // An empty option 61 identifies no one: such clients fall back to their
+  // hardware address like those that send none.
+  request.Identity = hasClientID && !request.ClientID.empty()
+                         ? request.ClientID
+                         : static_cast<char>(request.HWType) + request.HWAddr;
 
   switch (messageType) {
     case modDHCP::kDiscover: {

@@ -114,11 +114,14 @@ void ReadRecordLine(StoreContext& ctx, std::string line, ReaderState& state, boo
     pref = RoundToInt32(std::trunc(std::fabs(LeadingNumber(NextToken(line)))));
     data = NameOf(NextToken(line));
   } else if (type == "DHCP") {
+    // Leases are compared as text: "10.0.0.010" and "10.0.0.10" must be one
+    // address, so the pool's addresses are kept in their plain dotted form.
+    auto address = [&line] { return modIP::DataToIP(modIP::IPToData(NextToken(line))); };
     clDHCPif pool;
-    pool.ScopeFrom = NextToken(line);
-    pool.ScopeTo = NextToken(line);
-    pool.Subnet = NextToken(line);
-    pool.Gateway = NextToken(line);
+    pool.ScopeFrom = address();
+    pool.ScopeTo = address();
+    pool.Subnet = address();
+    pool.Gateway = address();
     auto local = std::find_if(ctx.LocalIPs.rbegin(), ctx.LocalIPs.rend(), [&](const std::string& ip) {
       return modIP::SameNet(ip, pool.ScopeFrom, pool.Subnet);
     });

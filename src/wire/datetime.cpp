@@ -32,8 +32,11 @@ std::optional<DateTime> ParseDateTime(std::string_view text) {
   int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
   std::string s(text);
   char tail = 0;
-  int n = std::sscanf(s.c_str(), "%4d-%2d-%2d %2d:%2d:%2d%c", &year, &month, &day, &hour, &minute,
-                      &second, &tail);
+  int dateEnd = 0;
+  int n = std::sscanf(s.c_str(), "%4d-%2d-%2d%n %2d:%2d:%2d%c", &year, &month, &day, &dateEnd,
+                      &hour, &minute, &second, &tail);
+  // A date alone must be the whole text; a date-time must end after the seconds.
+  if (n == 3 && static_cast<std::size_t>(dateEnd) != s.size()) return std::nullopt;
   if (n != 3 && n != 6) return std::nullopt;
   if (month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 || second > 59 ||
       hour < 0 || minute < 0 || second < 0 || year < 1900)

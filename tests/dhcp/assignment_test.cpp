@@ -143,13 +143,17 @@ TEST(DhcpPool, SearchAgreesWithTheLiteralWalk) {
 // --- The decisions on identities and names --------------------------------
 
 TEST(DhcpIdentity, TwoNamelessClientsWithoutOptionSixtyOneBothKeepTheirLeases) {
-  DhcpWorld w;
-  Client a, b;
-  b.mac[5] = 0x66;
-  EXPECT_EQ(w.Lease(a), "10.0.0.10");
-  EXPECT_EQ(w.Lease(b), "10.0.0.11");
-  EXPECT_EQ(w.Table(), (Lines{" 10.0.0.10 86400", " 10.0.0.11 86400"}));
-  EXPECT_EQ(w.Ids(), (Lines{"01001122334455", "01001122334466"}));
+  // No option 61 and an empty one identify a client alike: by its card.
+  for (std::optional<std::string> id : {std::optional<std::string>(), std::optional<std::string>("")}) {
+    DhcpWorld w;
+    Client a, b;
+    a.clientID = b.clientID = id;
+    b.mac[5] = 0x66;
+    EXPECT_EQ(w.Lease(a), "10.0.0.10");
+    EXPECT_EQ(w.Lease(b), "10.0.0.11");
+    EXPECT_EQ(w.Table(), (Lines{" 10.0.0.10 86400", " 10.0.0.11 86400"}));
+    EXPECT_EQ(w.Ids(), (Lines{"01001122334455", "01001122334466"}));
+  }
 }
 
 TEST(DhcpIdentity, OptionSixtyOneWinsOverTheHardwareAddress) {

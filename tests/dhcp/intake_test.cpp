@@ -38,8 +38,9 @@ TEST(DhcpIntake, HostNameIsCutAtNulAndDotAndLowerCased) {
       {"PC1.Example.com", "pc1", "pc1.example.com."},
       {std::string("abc\0def.x", 9), "abc", "abc.example.com."},
       {"Solo", "solo", "solo.example.com."},
-      {"", "", ".example.com."},
+      {"", "", ""},            // an empty name stays empty, domain or not
       {std::nullopt, "", ""},  // without option 12 the lease has no name at all
+      {"a b\r\nv 1;0.x", "abv10", "abv10.example.com."},  // no forged lines or fields
   };
   for (const auto& c : cases) {
     DhcpWorld w;

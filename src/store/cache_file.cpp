@@ -5,6 +5,7 @@
 #include "store/files.h"
 #include "store/store.h"
 #include "store/text.h"
+#include "wire/clean_name.h"
 #include "wire/datetime.h"
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
@@ -15,11 +16,33 @@ namespace modDNS {
 
 namespace {
 
-// A line break inside learnt data would let the rest of it be read back
-// as a record of its own.
-bool FitsOnOneLine(const clDNSRecord& r) {
-  auto breaks = [](const std::string& s) { return s.find_first_of("\r\n") != std::string::npos; };
-  return !breaks(r.Name) && (r.RecType == RecordType::kA || !breaks(r.Data));
+// Learnt names may hold any byte. A name the reader would not give back as
+// it stands (a blank, a line break, "_") would come back as another record,
+// or as several: such records are not written.
+bool ReadsBack(std::string_view name) {
+  return name == "." || modMain::CleanName(name) + "." == name;
+}
+
+bool ReadsBack(const clDNSRecord& r) {
+  if (!ReadsBack(r.Name)) return false;
+  switch (r.RecType) {
+    case RecordType::kA:
+      return true;
+    case RecordType::kSOA: {
+      std::string_view data = r.Data;
+      std::size_t end = data.find('\0');
+      std::size_t second = end == std::string_view::npos ? end : data.find('\0', end + 1);
+      return second != std::string_view::npos && ReadsBack(data.substr(0, end)) &&
+             ReadsBack(data.substr(end + 1, second - end - 1));
+    }
+    case RecordType::kNS:
+    case RecordType::kCNAME:
+    case RecordType::kPTR:
+    case RecordType::kMX:
+      return ReadsBack(r.Data);
+    default:  // negative entries show their zone; other types show no data
+      return r.RecType < RecordType::kNegativeBase || r.Data.empty() || ReadsBack(r.Data);
+  }
 }
 
 std::string SoaText(std::string_view data) {
@@ -42,7 +65,7 @@ void saveCache(StoreContext& ctx) {
     for (const clDNSRecord& r : ctx.records) {
       if (r.Permanent) continue;
       const int32_t ttl = r.TTL(now);
-      if (ttl < 0 || !FitsOnOneLine(r)) continue;
+      if (ttl < 0 || !ReadsBack(r)) continue;
       text += r.Name + NumberText(ttl) + " ";
       switch (r.RecType) {
         case RecordType::kA:

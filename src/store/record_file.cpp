@@ -108,12 +108,16 @@ void ReadRecordLine(StoreContext& ctx, std::string line, ReaderState& state, boo
     for (int i = 0; i < 5; ++i) {
       std::string number = NextToken(line);
       if (number.empty()) return;
-      data += MakeLong(LeadingNumber(number), ctx.errors);
+      std::string bytes = MakeLong(LeadingNumber(number), ctx.errors);
+      if (bytes.size() != 4) return;  // out of range (reported): no short SOA is stored
+      data += bytes;
     }
   } else if (type == "MX") {
     pref = RoundToInt32(std::trunc(std::fabs(LeadingNumber(NextToken(line)))));
     data = NameOf(NextToken(line));
   } else if (type == "DHCP") {
+    // Pools come only from the operator's own files, never from learnt data.
+    if (!permanent) return;
     // Leases are compared as text: "10.0.0.010" and "10.0.0.10" must be one
     // address, so the pool's addresses are kept in their plain dotted form.
     auto address = [&line] { return modIP::DataToIP(modIP::IPToData(NextToken(line))); };

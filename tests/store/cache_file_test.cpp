@@ -41,7 +41,11 @@ TEST(SaveCache, WritesEveryTypeInItsLayout) {
   for (const auto& [name, type, ttl, data, pref] : adds) w.Add(name, type, ttl, data, pref);
   w.Add("expired.example.com.", 2, 10, "n.");
   w.Add("own.example.com.", 2, 3600, "n.", 0, true);
+  // Learnt names the reader would not give back as they stand are left out.
   w.Add("bad.example.com.", 5, 600, "x.\nevil. 999 A 1.2.3.4");
+  w.Add("x 600 dhcp 10.0.0.1 10.0.0.9 0.0.0.0 10.6.6.6 ;.", 1, 600, Bytes({10, 0, 0, 8}));
+  w.Add("_sip._udp.example.com.", 2, 600, "n.");
+  w.Add("example.org.", 6, 600, StoreWorld::Soa("ns1 x.", "h.", {1, 2, 3, 4, 5}));
   w.clock.Advance(42);
 
   modDNS::saveCache(w.ctx);

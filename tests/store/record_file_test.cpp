@@ -104,11 +104,18 @@ TEST(LoadFile, DhcpLinePicksTheLastLocalAddressOnThatNetwork) {
   w.dir.Write("named.perm",
               "Office.Example.com. 86400 DHCP 192.168.0.100 192.168.0.200 255.255.255.0 192.168.0.1 \n"
               "lab. DHCP 10.0.0.50 10.0.0.60 255.0.0.0 0.0.0.0\n"
-              "away. DHCP 172.16.0.10 172.16.0.20 255.255.255.0 172.16.0.1\n");
+              "away. DHCP 172.16.0.10 172.16.0.20 255.255.255.0 172.16.0.1\n"
+              "zeros. DHCP 10.0.0.070 10.0.0.080 255.0.0.0 none\n");
   ASSERT_TRUE(modDNS::LoadFile(w.ctx, w.dir.File("named.perm"), true, false));
   EXPECT_TRUE(w.records.empty());
-  EXPECT_EQ(w.DhcpDump(), (Lines{"192.168.0.9 192.168.0.100 192.168.0.200 255.255.255.0 192.168.0.1 86400 office.example.com.",
-                                 "10.0.0.1 10.0.0.50 10.0.0.60 255.0.0.0 0.0.0.0 86400 lab."}));
+  const Lines pools = {"192.168.0.9 192.168.0.100 192.168.0.200 255.255.255.0 192.168.0.1 86400 office.example.com.",
+                       "10.0.0.1 10.0.0.50 10.0.0.60 255.0.0.0 0.0.0.0 86400 lab.",
+                       "10.0.0.1 10.0.0.70 10.0.0.80 255.0.0.0 0.0.0.0 86400 zeros."};
+  EXPECT_EQ(w.DhcpDump(), pools);
+  // The cache file is learnt data: it never defines a pool.
+  w.dir.Write("named.cache", "lab. 600 DHCP 10.0.0.50 10.0.0.60 0.0.0.0 10.6.6.6\n");
+  ASSERT_TRUE(modDNS::LoadFile(w.ctx, w.dir.File("named.cache"), false, false));
+  EXPECT_EQ(w.DhcpDump(), pools);
 }
 
 TEST(LoadFile, OnlyALongFileReportsRisingProgressAndCloses) {

@@ -52,6 +52,9 @@ void Log::AddLineUnguarded(const std::string& text) {
   }
   line.assign(stamp_);
   line += text;
+  // Names from the network may carry line breaks: one event stays one line.
+  for (std::size_t i = stamp_.size(); i < line.size(); ++i)
+    if (static_cast<unsigned char>(line[i]) < ' ' || line[i] == 0x7f) line[i] = '?';
   Announce(LogWindowChange::kAboutToAppend);
   window_.push_back(std::move(line));
   Announce(LogWindowChange::kAppended);

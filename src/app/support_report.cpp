@@ -186,6 +186,15 @@ MessageAnswer SupportReporter::ShowBox(const std::string& text, MessageButtons b
 
 void SupportReporter::Report(const std::string& tag, const std::string& additional, int number,
                              const std::string& description) {
+  if (number != 0) {
+    // Hostile datagrams can raise the same fault many times a second; one
+    // report a minute per fault says all there is to say.
+    const DateTime now = clock_.Now();
+    auto last = lastReported_.find(tag + '\n' + std::to_string(number));
+    if (last != lastReported_.end() && now >= last->second && now - last->second < kRepeatSeconds)
+      return;
+    lastReported_[tag + '\n' + std::to_string(number)] = now;
+  }
   bool written = false;
   try {
     written = WriteFileAtomically(ReportPath(), ReportText(tag, additional, number, description));

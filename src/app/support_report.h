@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -29,6 +30,10 @@ std::optional<std::string> DistributionName(const std::string& osRelease);
 
 class SupportReporter : public ErrorReporter {
  public:
+  // The same fault (tag and number) raised again within this many seconds
+  // is not reported again.
+  static constexpr double kRepeatSeconds = 60;
+
   // `folder` is the program folder, `programName` the executable's name.
   // Every reference must outlive the reporter.
   SupportReporter(std::string folder, std::string programName, const Options& options,
@@ -63,6 +68,8 @@ class SupportReporter : public ErrorReporter {
   TextEditor& editor_;
   std::function<SystemFacts()> systemFacts_ = ReadSystemFacts;
   bool boxOpen_ = false;
+  // When each fault (tag and number) was last reported.
+  std::map<std::string, DateTime> lastReported_;
 };
 
 }  // namespace modMain

@@ -83,9 +83,10 @@ TEST_F(LogTest, FirstLineCreatesTheFolderAndTheDayFileWithCrLf) {
     log.AddLine("second");
     log.Flush();
     EXPECT_EQ(dir.Read("logs/20261116.log"), Stamped({"first", "second"}, "\r\n"));
-    log.AddLine("third");
+    log.AddLine("third\r\n2026-11-16 00:00:00  forged\x7f");
   }  // closing writes what is still buffered
-  EXPECT_EQ(dir.Read("logs/20261116.log"), Stamped({"first", "second", "third"}, "\r\n"));
+  EXPECT_EQ(dir.Read("logs/20261116.log"),
+            Stamped({"first", "second", "third??2026-11-16 00:00:00  forged?"}, "\r\n"));
   EXPECT_TRUE(options.WRITELOG);
 }
 

@@ -224,6 +224,18 @@ TEST_F(SupportReportTest, ErrorsWhileTheBoxIsOpenOnlyRewriteTheReport) {
   EXPECT_EQ(boxes.shown.size(), 2u);
 }
 
+TEST_F(SupportReportTest, TheSameFaultWithinAMinuteIsReportedOnce) {
+  reporter.Report("modDNS ExtractName", "first", 28, "Out of stack space");
+  reporter.Report("modDNS ExtractName", "second", 28, "Out of stack space");
+  reporter.Report("modDNS ExtractName", "other number", 6, "Overflow");
+  EXPECT_EQ(boxes.shown.size(), 2u);
+  EXPECT_NE(dir.Read("support.txt").find("Additional : other number\r\n"), std::string::npos);
+  clock.Advance(SupportReporter::kRepeatSeconds);
+  reporter.Report("modDNS ExtractName", "later", 28, "Out of stack space");
+  EXPECT_EQ(boxes.shown.size(), 3u);
+  EXPECT_NE(dir.Read("support.txt").find("Additional : later\r\n"), std::string::npos);
+}
+
 TEST_F(SupportReportTest, ReportThatCannotBeCreatedAsksToMailTheError) {
   TempDir other;
   SupportReporter lost(other.File("missing"), "korvane", options, clock, log, boxes, editor);

@@ -9,6 +9,9 @@
 
 void clDNSRequest::SectionAdd(int section, const clDNSRecord& record) {
   if (section < 2 || section > 4) return;
+  // Every add compares with all held records: a bound keeps a huge learnt
+  // record set from costing quadratic time on every query.
+  if (answer_.size() + authority_.size() + additional_.size() >= DnsEngine::kMaxReplyRecords) return;
   for (int s = 2; s <= section; ++s) {
     for (const clDNSRecord& held : Section(s))
       if (held.RecType == record.RecType && held.Name == record.Name && held.Data == record.Data)
@@ -185,9 +188,17 @@ void clDNSRequest::SendAnswer() {
     message += static_cast<char>(RecType & 255);
     message += '\0';
     message += '\1';
-    for (const clDNSRecord& record : answer_) AppendRecord(message, record, 2, now);
-    for (const clDNSRecord& record : authority_) AppendRecord(message, record, 3, now);
-    for (const clDNSRecord& record : additional_) AppendRecord(message, record, 4, now);
+    // Compression pointers reach only 16383 bytes into a message: records
+    // that would start beyond that are left out and the counts follow.
+    int counts[3] = {0, 0, 0};
+    for (int section = 2; section <= 4; ++section) {
+      for (const clDNSRecord& record : Section(section)) {
+        if (message.size() >= DnsEngine::kMaxReplyBytes) break;
+        AppendRecord(message, record, section, now);
+        ++counts[section - 2];
+      }
+    }
+    for (int i = 0; i < 3; ++i) message.replace(6 + 2 * i, 2, modDNS::MakeShort(counts[i]));
 
     SendError error;
     if (!engine_.WSDNS_.Send(FromIP, FromPort, message, LocalAddress, error))

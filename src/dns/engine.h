@@ -40,6 +40,10 @@ class DnsEngine {
   static constexpr int kMaxSubRequests = 4;   // per request
   static constexpr int kMaxSubDepth = 3;      // sub-requests of sub-requests
   static constexpr int kDnsPort = 53;
+  // Most records one reply carries, and the size past which no further
+  // record is started (compression pointers reach 16383 bytes).
+  static constexpr std::size_t kMaxReplyRecords = 256;
+  static constexpr std::size_t kMaxReplyBytes = 12000;
 
   // `leases` may be null (no DHCP service).
   DnsEngine(StoreContext& store, DatagramSender& WSDNS, DatagramSender& WSDNS2,

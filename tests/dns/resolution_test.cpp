@@ -260,3 +260,25 @@ TEST_F(Resolution, AutoCnameResolvesAnUnknownTargetBeforeAnswering) {
 }
 
 }  // namespace
+
+TEST_F(Resolution, HugeRecordSetsGiveABoundedWellFormedReply) {
+  for (int i = 0; i < 400; ++i)
+    Cached("many.example.org.", 1, Bytes({10, 0, i / 256, i % 256}), 600);
+  Ask(1, "many.example.org.", 1);
+  EXPECT_EQ(LastAnswer().In(2).size(), DnsEngine::kMaxReplyRecords);
+
+  for (int i = 0; i < 200; ++i) {
+    const std::string n = std::to_string(i);
+    Cached("big.example.org.", 2,
+           std::string(50, 'a') + n + "." + std::string(50, 'b') + n + "." + std::string(50, 'c') + n + ".net.",
+           600);
+  }
+  Ask(2, "big.example.org.", 2);
+  const std::string& bytes = wsdns.sent.back().bytes;
+  const std::size_t ancount = static_cast<unsigned char>(bytes[6]) * 256u + static_cast<unsigned char>(bytes[7]);
+  EXPECT_GT(ancount, 10u);
+  EXPECT_LT(ancount, 200u);
+  EXPECT_EQ(LastAnswer().In(2).size(), ancount);
+  EXPECT_LT(bytes.size(), 16384u);
+  EXPECT_TRUE(errors.errors.empty());
+}

@@ -5,12 +5,20 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 
-bool WriteFileAtomically(const std::string& path, const std::string& content) {
+bool WriteFileAtomically(const std::string& given, const std::string& content) {
+  // An operator's link stays a link, and the file keeps its permissions.
+  std::string path = given;
+  char resolved[PATH_MAX];
+  if (realpath(given.c_str(), resolved)) path = resolved;
+  struct stat old;
+  mode_t mode = stat(path.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644;
   std::string temporary = path + ".XXXXXX";
   int fd = mkstemp(temporary.data());
   if (fd < 0) return false;
-  bool ok = fchmod(fd, 0644) == 0;
+  bool ok = fchmod(fd, mode) == 0;
   const char* next = content.data();
   std::size_t left = content.size();
   while (ok && left > 0) {

@@ -453,20 +453,19 @@ std::vector<clLease> DhcpServer::ActiveLeases() const {
   return active;
 }
 
-std::vector<LeaseView> DhcpServer::LeasesNamed(const std::string& name) const {
+std::vector<LeaseView> DhcpServer::Views(const LeaseTable::Ids& ids) const {
   std::vector<LeaseView> views;
-  for (LeaseTable::Id id : leases_.WithName(name)) {
+  for (LeaseTable::Id id : ids) {
     const clLease& lease = leases_.At(id);
     views.push_back({lease.ClientName, lease.IPaddr, lease.Expires});
   }
   return views;
 }
 
+std::vector<LeaseView> DhcpServer::LeasesNamed(const std::string& name) const {
+  return Views(leases_.WithName(name));
+}
+
 std::vector<LeaseView> DhcpServer::LeasesOfAddress(const std::string& ip) const {
-  std::vector<LeaseView> views;
-  for (LeaseTable::Id id : leases_.WithAddress(ip)) {
-    const clLease& lease = leases_.At(id);
-    views.push_back({lease.ClientName, lease.IPaddr, lease.Expires});
-  }
-  return views;
+  return Views(leases_.WithAddress(ip));
 }

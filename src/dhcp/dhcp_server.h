@@ -123,6 +123,7 @@ class DhcpServer : public LeaseSource {
   };
 
   void ReadMessage(int16_t k, const std::string& sender);
+  std::vector<LeaseView> Views(const LeaseTable::Ids& ids) const;
   // Checks 5, 6 and 7 of ValidLease, which do not depend on the address.
   bool NameMayLease(const std::string& name, bool reuse) const;
   // The lowest pool address ValidLease accepts, as the upward walk from

@@ -119,7 +119,7 @@ void UdpSocket::Drain() {
       Datagram datagram;
       datagram.host = ToText(senders[i].sin_addr);
       datagram.port = ntohs(senders[i].sin_port);
-      datagram.data.assign(static_cast<const char*>(vectors[i].iov_base), messages[i].msg_len);
+      datagram.data = std::string_view(static_cast<const char*>(vectors[i].iov_base), messages[i].msg_len);
       datagram.localAddress = localAddress_;
       msghdr& header = messages[i].msg_hdr;
       for (cmsghdr* c = CMSG_FIRSTHDR(&header); c; c = CMSG_NXTHDR(&header, c)) {
@@ -144,9 +144,17 @@ bool UdpSocket::Send(const std::string& host, int port, const std::string& bytes
     return false;
   }
   sockaddr_in remote;
-  if (!ToSockaddr(host, port, remote) || host.empty()) {
+  if (!host.empty() && host == lastHost_) {
+    std::memset(&remote, 0, sizeof remote);
+    remote.sin_family = AF_INET;
+    remote.sin_port = htons(static_cast<uint16_t>(port));
+    remote.sin_addr.s_addr = lastAddress_;
+  } else if (host.empty() || !ToSockaddr(host, port, remote)) {
     error = SendError{EINVAL, "Invalid address " + host};
     return false;
+  } else {
+    lastHost_ = host;
+    lastAddress_ = remote.sin_addr.s_addr;
   }
   iovec vector{const_cast<char*>(bytes.data()), bytes.size()};
   msghdr header;

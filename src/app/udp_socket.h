@@ -6,9 +6,11 @@
 #include <QObject>
 #include <QSocketNotifier>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "dns/sender.h"
@@ -16,7 +18,7 @@
 struct Datagram {
   std::string host;          // sender, dotted
   int port = 0;              // sender's port
-  std::string data;
+  std::string_view data;     // valid only during the handler's call
   std::string localAddress;  // the address it was sent to (may be a broadcast address)
 };
 
@@ -61,6 +63,9 @@ class UdpSocket : public QObject, public DatagramSender {
   int fd_ = -1;
   int localPort_ = 0;
   bool boundToAll_ = false;
+  // Replies mostly go to the host of the last one: its address is kept parsed.
+  std::string lastHost_;
+  uint32_t lastAddress_ = 0;
   std::string localAddress_;
   std::unique_ptr<QSocketNotifier> notifier_;
   Handler handler_;

@@ -12,6 +12,7 @@
 #include "dns/engine.h"
 #include "store/store.h"
 #include "support/fakes.h"
+#include "support/store_parts.h"
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
@@ -109,7 +110,7 @@ struct ReplyBuilder {
   std::vector<std::string> sections[5];
 };
 
-class DnsWorld : public ::testing::Test {
+class DnsWorld : public ::testing::Test, public StoreParts {
  protected:
   DnsWorld();
 
@@ -155,13 +156,6 @@ class DnsWorld : public ::testing::Test {
   // Advances the clock by whole seconds, one timer tick each.
   void Tick(int seconds = 1);
 
-  RecordList records;
-  Options options;
-  FakeClock clock;
-  RecordingLog log;
-  RecordingErrorReporter errors;
-  std::vector<std::string> localIPs;
-  DHCPifList dhcpIfs;
   StoreContext store{records, options, clock, log, errors, "/nonexistent", localIPs, dhcpIfs};
   RecordingSender wsdns, wsdns2;
   FakeLeases leases;

@@ -44,10 +44,7 @@ home.lan. 3600 NS ns.home.lan.
 pc1.home.lan. 3600 A 192.168.50.11
 EOF
 
-kv_start_korvane "$DIR" "$OUT" "$NS" --dns-port 53
-PID=$KV_PID
-KV_DIG_NS=$NS
-KV_DIG=(@127.0.0.1 +time=6 +tries=1)
+kv_start_dns_in_ns "$DIR" "$OUT" "$NS"
 ext() { kv_count "$OUT" "(external)"; }
 
 # --- first question goes upstream

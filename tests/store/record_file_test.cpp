@@ -144,7 +144,7 @@ TEST(LoadFile, OnlyALongFileReportsRisingProgressAndCloses) {
 TEST(LoadPerm, ReloadsPermanentDataAndKeepsTheCache) {
   StoreWorld w;
   w.localIPs = {"192.168.0.5"};
-  w.dhcpifs.push_back(clDHCPif{});
+  w.dhcpIfs.push_back(clDHCPif{});
   w.Add("old.", 2, 60, "n.", 0, true);
   w.Add("learnt.", 2, 60, "n.");
   // Root hints are flagged and get no reverse records.

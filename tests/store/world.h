@@ -8,20 +8,14 @@
 
 #include "store/store.h"
 #include "support/fakes.h"
+#include "support/store_parts.h"
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
-struct StoreWorld {
+struct StoreWorld : StoreParts {
   TempDir dir;
-  RecordList records;
-  Options options;
-  FakeClock clock;
-  RecordingLog log;
-  RecordingErrorReporter errors;
-  std::vector<std::string> localIPs;
-  DHCPifList dhcpifs;
   RecordingProgress progress;
-  StoreContext ctx{records, options, clock, log, errors, dir.path(), localIPs, dhcpifs, nullptr};
+  StoreContext ctx{records, options, clock, log, errors, dir.path(), localIPs, dhcpIfs, nullptr};
 
   void Add(const std::string& name, int type, int32_t ttl, const std::string& data, int32_t pref = 0,
            bool permanent = false) {
@@ -38,7 +32,7 @@ struct StoreWorld {
   // "address from to mask gateway ttl domain" per DHCP interface.
   std::vector<std::string> DhcpDump() const {
     std::vector<std::string> out;
-    for (const clDHCPif& d : dhcpifs)
+    for (const clDHCPif& d : dhcpIfs)
       out.push_back(d.IPaddr + " " + d.ScopeFrom + " " + d.ScopeTo + " " + d.Subnet + " " + d.Gateway + " " +
                     std::to_string(d.TTL) + " " + d.Domain);
     return out;

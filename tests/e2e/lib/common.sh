@@ -312,3 +312,13 @@ S
 
 # kv_env_val <dump-file> <variable>: one value from a kv_dhcp_script dump.
 kv_env_val() { sed -n "s/^$2=//p" "$1" 2>/dev/null | head -n1; }
+
+# Starts Korvane on port 53 of 127.0.0.1 in namespace NS and points kv_dig
+# there; sets PID.
+kv_start_dns_in_ns() {
+    local dir=$1 out=$2 ns=$3
+    kv_start_korvane "$dir" "$out" "$ns" --dns-port 53
+    PID=$KV_PID
+    KV_DIG_NS=$ns
+    KV_DIG=(@127.0.0.1 +time=6 +tries=1)
+}

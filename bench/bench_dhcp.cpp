@@ -8,6 +8,8 @@
 #include "dhcp/dhcp_server.h"
 #include "wire/ip.h"
 
+using namespace korvane;
+
 namespace {
 
 class StillClock : public Clock {

@@ -7,6 +7,8 @@
 
 #include "store/store.h"
 
+using namespace korvane;
+
 namespace {
 
 class FixedClock : public Clock {

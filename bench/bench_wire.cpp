@@ -7,6 +7,8 @@
 
 #include "wire/dns_codec.h"
 
+using namespace korvane;
+
 namespace {
 
 constexpr std::array<const char*, 10> kNames = {

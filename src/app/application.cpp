@@ -12,6 +12,8 @@
 #include "app/options_file.h"
 #include "wire/dns_codec.h"
 
+namespace korvane {
+
 namespace modMain {
 
 namespace {
@@ -256,3 +258,5 @@ void Application::Close(CloseReason reason) {
 }
 
 }  // namespace modMain
+
+}  // namespace korvane

@@ -20,6 +20,8 @@
 #include "dns/engine.h"
 #include "store/store.h"
 
+namespace korvane {
+
 namespace modMain {
 
 struct Settings {
@@ -103,3 +105,5 @@ class Application : public QObject {
 };
 
 }  // namespace modMain
+
+}  // namespace korvane

@@ -5,6 +5,8 @@
 #include <net/if.h>
 #include <netinet/in.h>
 
+namespace korvane {
+
 namespace modIdentify {
 
 std::vector<std::string> IPv4AddressesOf(const ifaddrs* interfaces) {
@@ -31,3 +33,5 @@ std::vector<std::string> ReadLocalIPs(MessageBoxes& boxes) {
 }
 
 }  // namespace modIdentify
+
+}  // namespace korvane

@@ -8,6 +8,8 @@
 
 struct ifaddrs;
 
+namespace korvane {
+
 namespace modIdentify {
 
 // The IPv4 addresses of the interfaces that are up, loopback excluded, in
@@ -19,3 +21,5 @@ std::vector<std::string> ReadLocalIPs(MessageBoxes& boxes);
 std::vector<std::string> IPv4AddressesOf(const ifaddrs* interfaces);
 
 }  // namespace modIdentify
+
+}  // namespace korvane

@@ -12,6 +12,8 @@
 
 #include "wire/datetime.h"
 
+namespace korvane {
+
 namespace modMain {
 
 namespace {
@@ -154,3 +156,5 @@ void Log::ReportFailure(int number, const std::string& description) {
 }
 
 }  // namespace modMain
+
+}  // namespace korvane

@@ -11,6 +11,8 @@
 #include "store/options.h"
 #include "wire/services.h"
 
+namespace korvane {
+
 namespace modMain {
 
 // How the window model changed, announced before and after each change so
@@ -85,3 +87,5 @@ class Log : public LogSink {
 };
 
 }  // namespace modMain
+
+}  // namespace korvane

@@ -14,6 +14,8 @@
 #include "app/signal_watcher.h"
 #include "app/ui.h"
 
+using namespace korvane;
+
 namespace {
 
 constexpr const char* kUsage =

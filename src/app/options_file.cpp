@@ -11,6 +11,8 @@
 #include "wire/clean_name.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 namespace modMain {
 
 namespace {
@@ -122,3 +124,5 @@ bool SaveOptions(const std::string& path, const Options& options) {
 }
 
 }  // namespace modMain
+
+}  // namespace korvane

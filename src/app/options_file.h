@@ -6,6 +6,8 @@
 #include "store/options.h"
 #include "wire/services.h"
 
+namespace korvane {
+
 namespace modMain {
 
 // Resets `options` to the defaults, then applies the file. A file that cannot
@@ -24,3 +26,5 @@ bool SaveOptions(const std::string& path, const Options& options);
 int32_t LeadingNumber(const std::string& text);
 
 }  // namespace modMain
+
+}  // namespace korvane

@@ -5,6 +5,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+namespace korvane {
+
 namespace {
 int writeEnd = -1;
 
@@ -43,3 +45,5 @@ void SignalWatcher::Read() {
   while (read(pipe_[0], &byte, 1) == 1)
     if (handler_) handler_(byte);
 }
+
+}  // namespace korvane

@@ -8,6 +8,8 @@
 #include <functional>
 #include <memory>
 
+namespace korvane {
+
 class SignalWatcher : public QObject {
   Q_OBJECT
 
@@ -25,3 +27,5 @@ class SignalWatcher : public QObject {
   std::unique_ptr<QSocketNotifier> notifier_;
   std::function<void(int)> handler_;
 };
+
+}  // namespace korvane

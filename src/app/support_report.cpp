@@ -9,6 +9,8 @@
 #include "store/files.h"
 #include "wire/datetime.h"
 
+namespace korvane {
+
 namespace modMain {
 
 namespace {
@@ -247,3 +249,5 @@ void SupportReporter::MenuDump() {
 }
 
 }  // namespace modMain
+
+}  // namespace korvane

@@ -12,6 +12,8 @@
 #include "store/options.h"
 #include "wire/services.h"
 
+namespace korvane {
+
 namespace modMain {
 
 inline constexpr const char* kSupportAddress = "support@korvane.example";
@@ -73,3 +75,5 @@ class SupportReporter : public ErrorReporter {
 };
 
 }  // namespace modMain
+
+}  // namespace korvane

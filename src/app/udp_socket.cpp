@@ -9,6 +9,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace korvane {
+
 namespace {
 
 constexpr std::size_t kDatagramMax = 65536;
@@ -187,3 +189,5 @@ bool UdpSocket::Send(const std::string& host, int port, const std::string& bytes
   }
   return true;
 }
+
+}  // namespace korvane

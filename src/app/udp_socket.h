@@ -13,7 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "dns/sender.h"
+#include "wire/services.h"
+
+namespace korvane {
 
 struct Datagram {
   std::string host;          // sender, dotted
@@ -75,3 +77,5 @@ class UdpSocket : public QObject, public DatagramSender {
   std::vector<char> buffers_;
   std::vector<char> control_;
 };
+
+}  // namespace korvane

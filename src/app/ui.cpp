@@ -10,6 +10,8 @@
 #include <sstream>
 #include <vector>
 
+namespace korvane {
+
 MessageAnswer HeadlessMessageBoxes::Show(const std::string& text, MessageButtons buttons,
                                          MessageIcon, bool, bool) {
   if (out_) {
@@ -101,3 +103,5 @@ bool SystemTextEditor::Open(const std::string& path) {
   close(report[0]);
   return WIFEXITED(status) && WEXITSTATUS(status) == 0 && got == 0;
 }
+
+}  // namespace korvane

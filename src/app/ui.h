@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <string>
 
+namespace korvane {
+
 enum class MessageButtons { OK, OKCancel, YesNo };
 enum class MessageIcon { None, Critical, Question, Exclamation, Information };
 enum class MessageAnswer { OK, Cancel, Yes, No };
@@ -47,3 +49,5 @@ class SystemTextEditor : public TextEditor {
  public:
   bool Open(const std::string& path) override;
 };
+
+}  // namespace korvane

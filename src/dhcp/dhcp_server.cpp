@@ -5,6 +5,8 @@
 #include "wire/clean_name.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 namespace {
 
 constexpr std::size_t kHeaderLength = 240;  // fixed header and magic cookie
@@ -469,3 +471,5 @@ std::vector<LeaseView> DhcpServer::LeasesNamed(const std::string& name) const {
 std::vector<LeaseView> DhcpServer::LeasesOfAddress(const std::string& ip) const {
   return Views(leases_.WithAddress(ip));
 }
+
+}  // namespace korvane

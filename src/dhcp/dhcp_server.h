@@ -23,12 +23,13 @@
 #include <vector>
 
 #include "dhcp/lease_table.h"
-#include "dns/lease_source.h"
-#include "dns/sender.h"
 #include "store/dhcp_if.h"
+#include "store/lease_source.h"
 #include "store/options.h"
 #include "store/record_list.h"
 #include "wire/services.h"
+
+namespace korvane {
 
 // One decoded DHCP message.
 struct clDHCPRequest {
@@ -147,3 +148,5 @@ class DhcpServer : public LeaseSource {
   std::array<std::string, modDHCP::kSocketCount> buffers_;
   std::array<Socket, modDHCP::kSocketCount> sockets_;
 };
+
+}  // namespace korvane

@@ -7,6 +7,8 @@
 #include "wire/datetime.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 namespace {
 
 int HexDigit(char c) {
@@ -114,3 +116,5 @@ void DhcpServer::Load() {
     Fault("modDHCP Load", error);
   }
 }
+
+}  // namespace korvane

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <limits>
 
+namespace korvane {
+
 std::optional<std::uint32_t> CanonicalAddress(std::string_view text) {
   std::uint32_t value = 0;
   std::size_t pos = 0;
@@ -183,3 +185,5 @@ std::optional<std::uint32_t> LeaseTable::LowestWithoutActive(std::uint64_t from,
   if (expired != expired_.end() && *expired <= to && (!best || *expired < *best)) best = *expired;
   return best;
 }
+
+}  // namespace korvane

@@ -15,6 +15,8 @@
 
 #include "wire/services.h"
 
+namespace korvane {
+
 // One lease.
 struct clLease {
   DateTime Expires = 0;    // active while later than the present time
@@ -114,3 +116,5 @@ class LeaseTable {
 std::optional<std::uint32_t> CanonicalAddress(std::string_view text);
 // The canonical dotted form of a 32-bit address.
 std::string DottedAddress(std::uint32_t address);
+
+}  // namespace korvane

@@ -7,6 +7,8 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 void clDNSRequest::SectionAdd(int section, const clDNSRecord& record) {
   if (section < 2 || section > 4) return;
   // Every add compares with all held records: a bound keeps a huge learnt
@@ -207,3 +209,5 @@ void clDNSRequest::SendAnswer() {
     engine_.Report("clDNSReq SendAnswer", e);
   }
 }
+
+}  // namespace korvane

@@ -9,6 +9,8 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 namespace {
 
 uint8_t Byte(std::string_view data, std::size_t i) { return static_cast<uint8_t>(data[i]); }
@@ -436,3 +438,5 @@ void DnsEngine::Pause() {
   pendingChecks_.clear();
   running_ = false;
 }
+
+}  // namespace korvane

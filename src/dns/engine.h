@@ -23,10 +23,12 @@
 #include <string_view>
 #include <vector>
 
-#include "dns/lease_source.h"
 #include "dns/request.h"
-#include "dns/sender.h"
+#include "store/lease_source.h"
 #include "store/store.h"
+#include "wire/services.h"
+
+namespace korvane {
 
 class DnsEngine {
  public:
@@ -122,3 +124,5 @@ class DnsEngine {
 
 // Section names of a DNS message, as the log writes them (1 "Question" ... 4 "Additional").
 const std::string& SectionName(int section);
+
+}  // namespace korvane

@@ -7,6 +7,8 @@
 #include "dns/zone_names.h"
 #include "wire/dns_codec.h"
 
+namespace korvane {
+
 void clDNSRequest::GatherServers() {
   const Options& options = engine_.store_.options;
   if (options.RECURSIONOUT) {
@@ -101,3 +103,5 @@ bool clDNSRequest::ExtResolve() {
     return false;
   }
 }
+
+}  // namespace korvane

@@ -9,6 +9,8 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 using dnsnames::EndsWith;
 
 clDNSRequest::clDNSRequest(DnsEngine& engine) : engine_(engine), serial_(engine.nextSerial_++) {}
@@ -242,3 +244,5 @@ void clDNSRequest::WakeWaiters() {
   for (const auto& request : engine_.requests_)
     if (request->waitingSub_ && request->SubRequest == serial_) request->CheckSub();
 }
+
+}  // namespace korvane

@@ -10,6 +10,8 @@
 #include "store/record.h"
 #include "wire/services.h"
 
+namespace korvane {
+
 class DnsEngine;
 
 // A candidate name server: "external" for a configured server, else the
@@ -116,3 +118,5 @@ class clDNSRequest {
   std::vector<std::string> subAsked_;  // names already given to a sub-request
   bool queued_ = false;          // held in Requests
 };
+
+}  // namespace korvane

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+namespace korvane {
+
 namespace dnsnames {
 
 inline bool EndsWith(std::string_view text, std::string_view suffix) {
@@ -27,3 +29,5 @@ inline bool InZone(std::string_view name, std::string_view zone) {
 }
 
 }  // namespace dnsnames
+
+}  // namespace korvane

@@ -5,6 +5,8 @@
 
 #include "store/store.h"
 
+namespace korvane {
+
 namespace modDNS {
 
 namespace {
@@ -94,3 +96,5 @@ void CleanCache(StoreContext& ctx) {
 }
 
 }  // namespace modDNS
+
+}  // namespace korvane

@@ -10,6 +10,8 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 using storetext::NumberText;
 
 namespace modDNS {
@@ -103,3 +105,5 @@ void saveCache(StoreContext& ctx) {
 }
 
 }  // namespace modDNS
+
+}  // namespace korvane

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace korvane {
+
 struct clDHCPif {
   std::string IPaddr;     // this machine's address on that network
   std::string ScopeFrom;  // first address of the pool
@@ -17,3 +19,5 @@ struct clDHCPif {
 };
 
 using DHCPifList = std::vector<clDHCPif>;
+
+}  // namespace korvane

@@ -8,6 +8,8 @@
 #include <climits>
 #include <cstdlib>
 
+namespace korvane {
+
 bool WriteFileAtomically(const std::string& given, const std::string& content) {
   // An operator's link stays a link, and the file keeps its permissions.
   std::string path = given;
@@ -73,3 +75,5 @@ std::optional<DateTime> FileModificationTime(const std::string& path) {
   if (stat(path.c_str(), &info) != 0) return std::nullopt;
   return static_cast<DateTime>(info.st_mtim.tv_sec) + info.st_mtim.tv_nsec / 1e9;
 }
+
+}  // namespace korvane

@@ -6,6 +6,8 @@
 
 #include "wire/services.h"
 
+namespace korvane {
+
 // Writes `content` to a temporary file beside `path` and renames it over
 // `path`, so readers never see a torn file. False on any failure.
 bool WriteFileAtomically(const std::string& path, const std::string& content);
@@ -13,3 +15,5 @@ bool WriteFileAtomically(const std::string& path, const std::string& content);
 std::optional<std::string> ReadWholeFile(const std::string& path);
 // The file's modification time, or nullopt.
 std::optional<DateTime> FileModificationTime(const std::string& path);
+
+}  // namespace korvane

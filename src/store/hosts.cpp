@@ -8,6 +8,8 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 using namespace storetext;
 
 namespace modDNS {
@@ -107,3 +109,5 @@ void LoadPermOld(StoreContext& ctx) {
 }
 
 }  // namespace modDNS
+
+}  // namespace korvane

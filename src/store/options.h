@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace korvane {
+
 struct Options {
   std::string NAME;              // this server's own DNS name, cleaned
   std::string HOSTS;             // hosts file path; "" = none
@@ -17,3 +19,5 @@ struct Options {
   std::vector<std::string> NS;   // external DNS servers, in file order
   int32_t CACHETTL = 0;          // minimum time an external answer stays cached; 0 = none
 };
+
+}  // namespace korvane

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+namespace korvane {
+
 struct clPermRec {
   int RecType = 0;     // 1 A, 2 NS, 5 CNAME, 6 SOA (the domain entry), 15 MX, 99 DHCP
   std::string Domain;  // the domain the entry belongs to
@@ -14,3 +16,5 @@ struct clPermRec {
   // 2 secondary (an SOA line is written only from 1 up).
   int32_t Pref = 0;
 };
+
+}  // namespace korvane

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <limits>
 
+namespace korvane {
+
 namespace {
 int32_t ClampToInt32(double seconds) {
   if (std::isnan(seconds)) return 0;
@@ -29,3 +31,5 @@ void clDNSRecord::SetTTL(int32_t seconds, DateTime now) {
 DateTime clDNSRecord::TimeOut(DateTime now) const {
   return Permanent ? now + storedTTL_ : expiry_;
 }
+
+}  // namespace korvane

@@ -6,6 +6,8 @@
 
 #include "wire/services.h"
 
+namespace korvane {
+
 // Record type numbers beyond the DNS standard's.
 namespace RecordType {
 constexpr int kA = 1, kNS = 2, kCNAME = 5, kSOA = 6, kPTR = 12, kMX = 15, kAll = 255;
@@ -37,3 +39,5 @@ class clDNSRecord {
   int32_t storedTTL_ = 0;
   DateTime expiry_ = 0;
 };
+
+}  // namespace korvane

@@ -14,6 +14,8 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 using namespace storetext;
 
 namespace modDNS {
@@ -29,7 +31,6 @@ bool HasOctetAbove255(std::string_view address) {
   }
   return false;
 }
-
 
 constexpr int32_t kDefaultTTL = 86400;
 constexpr std::size_t kProgressThreshold = 7500;
@@ -301,3 +302,5 @@ bool WritePerm(StoreContext& ctx, const std::vector<clPermRec>& entries) {
 }
 
 }  // namespace modDNS
+
+}  // namespace korvane

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+namespace korvane {
+
 namespace {
 bool IsZoneRecord(const clDNSRecord& r) {
   return r.Permanent && (r.RecType == RecordType::kNS || r.RecType == RecordType::kSOA);
@@ -59,3 +61,5 @@ const std::vector<RecordList::iterator>& RecordList::Named(const std::string& na
   auto slot = byName_.find(name);
   return slot == byName_.end() ? kNone : slot->second;
 }
+
+}  // namespace korvane

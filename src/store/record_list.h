@@ -14,6 +14,8 @@
 
 #include "store/record.h"
 
+namespace korvane {
+
 class RecordList {
  public:
   using Storage = std::list<clDNSRecord>;
@@ -58,3 +60,5 @@ class RecordList {
 
   static constexpr DateTime kNever = 1e300;
 };
+
+}  // namespace korvane

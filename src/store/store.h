@@ -13,6 +13,8 @@
 #include "store/record_list.h"
 #include "wire/services.h"
 
+namespace korvane {
+
 // Everything the store works on, owned elsewhere (by the application object
 // or a test's small world).
 struct StoreContext {
@@ -67,3 +69,5 @@ void LoadHosts(StoreContext& ctx);
 void LoadPermOld(StoreContext& ctx);
 
 }  // namespace modDNS
+
+}  // namespace korvane

@@ -6,6 +6,8 @@
 
 #include "wire/ip.h"
 
+namespace korvane {
+
 namespace storetext {
 
 std::string_view TrimLeftSpaces(std::string_view text) {
@@ -77,3 +79,5 @@ std::vector<std::string> SplitWords(std::string_view text) {
 }
 
 }  // namespace storetext
+
+}  // namespace korvane

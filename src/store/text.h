@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+namespace korvane {
+
 namespace storetext {
 
 std::string_view TrimSpaces(std::string_view text);
@@ -28,3 +30,5 @@ std::vector<std::string> SplitLines(std::string_view content, std::vector<std::s
 std::vector<std::string> SplitWords(std::string_view text);
 
 }  // namespace storetext
+
+}  // namespace korvane

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace korvane {
+
 namespace modDNS {
 
 class BoundedReader {
@@ -44,3 +46,5 @@ class BoundedReader {
 };
 
 }  // namespace modDNS
+
+}  // namespace korvane

@@ -1,5 +1,7 @@
 #include "wire/clean_name.h"
 
+namespace korvane {
+
 namespace modMain {
 
 std::string CleanName(std::string_view name) {
@@ -27,3 +29,5 @@ std::string CleanName(std::string_view name) {
 }
 
 }  // namespace modMain
+
+}  // namespace korvane

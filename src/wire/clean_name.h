@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+namespace korvane {
+
 namespace modMain {
 
 // Trimmed, lower case, only a-z 0-9 "-" "."; no leading, trailing or double
@@ -10,3 +12,5 @@ namespace modMain {
 std::string CleanName(std::string_view name);
 
 }  // namespace modMain
+
+}  // namespace korvane

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <ctime>
 
+namespace korvane {
+
 namespace {
 std::tm LocalParts(DateTime when) {
   std::time_t seconds = static_cast<std::time_t>(std::floor(when));
@@ -57,3 +59,5 @@ std::optional<DateTime> ParseDateTime(std::string_view text) {
   if (back.tm_mday != day || back.tm_mon != month - 1) return std::nullopt;
   return static_cast<DateTime>(seconds);
 }
+
+}  // namespace korvane

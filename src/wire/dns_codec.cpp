@@ -6,6 +6,8 @@
 #include "wire/bounded_reader.h"
 #include "wire/ip.h"
 
+namespace korvane {
+
 namespace modDNS {
 
 namespace {
@@ -277,3 +279,5 @@ std::string ArpaToData(std::string_view name) {
 std::string ArpaToIP(std::string_view name) { return modIP::DataToIP(ArpaToData(name)); }
 
 }  // namespace modDNS
+
+}  // namespace korvane

@@ -11,6 +11,8 @@
 
 #include "wire/services.h"
 
+namespace korvane {
+
 namespace modDNS {
 
 // Most compression pointers followed while decoding one name; a longer chain
@@ -62,3 +64,5 @@ std::string ArpaToData(std::string_view name);
 std::string ArpaToIP(std::string_view name);
 
 }  // namespace modDNS
+
+}  // namespace korvane

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdint>
 
+namespace korvane {
+
 namespace modIP {
 
 namespace {
@@ -130,3 +132,5 @@ bool ValidIP(std::string_view address, std::string_view mask) {
 }
 
 }  // namespace modIP
+
+}  // namespace korvane

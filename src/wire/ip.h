@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+namespace korvane {
+
 namespace modIP {
 
 std::string IPToData(std::string_view text);
@@ -28,3 +30,5 @@ double LeadingNumber(std::string_view text);
 int OctetValue(std::string_view text);
 
 }  // namespace modIP
+
+}  // namespace korvane

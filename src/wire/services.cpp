@@ -3,6 +3,8 @@
 #include <chrono>
 #include <cstdio>
 
+namespace korvane {
+
 DateTime SystemClock::Now() const {
   using namespace std::chrono;
   return duration<double>(system_clock::now().time_since_epoch()).count();
@@ -18,3 +20,5 @@ ErrorReporter& DefaultErrorReporter() {
   static StderrErrorReporter reporter;
   return reporter;
 }
+
+}  // namespace korvane

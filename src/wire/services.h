@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace korvane {
+
 // A date-time: seconds since the Unix epoch. Days are 86400 seconds.
 using DateTime = double;
 constexpr double kSecondsPerDay = 86400.0;
@@ -66,3 +68,22 @@ class ProgressSink {
   virtual void SetProgress(int percent) = 0;
   virtual void CloseProgress() = 0;
 };
+
+// How the engines reach the network: one sender per socket. The shell wraps
+// its UDP sockets; tests record what would have been sent.
+struct SendError {
+  int number = 0;
+  std::string description;
+};
+
+class DatagramSender {
+ public:
+  virtual ~DatagramSender() = default;
+  // Sends one datagram to host:port. `fromAddress`, when not empty, is the
+  // local address the datagram must leave from (the address a query was
+  // sent to). False on failure, with `error` filled.
+  virtual bool Send(const std::string& host, int port, const std::string& bytes,
+                    const std::string& fromAddress, SendError& error) = 0;
+};
+
+}  // namespace korvane

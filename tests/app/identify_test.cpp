@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+using namespace korvane;
+
 namespace {
 
 class CountingBoxes : public MessageBoxes {

@@ -14,6 +14,8 @@
 
 #include "support/fakes.h"
 
+using namespace korvane;
+
 namespace {
 
 using modMain::Log;

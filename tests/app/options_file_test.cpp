@@ -7,6 +7,8 @@
 
 #include "support/fakes.h"
 
+using namespace korvane;
+
 namespace {
 
 using modMain::LoadOptions;

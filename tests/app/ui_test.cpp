@@ -11,6 +11,8 @@
 
 #include "support/fakes.h"
 
+using namespace korvane;
+
 namespace {
 
 TEST(HeadlessMessageBoxes, PrintsTheTextAndTakesTheCautiousAnswer) {

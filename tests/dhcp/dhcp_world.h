@@ -12,6 +12,8 @@
 #include "wire/datetime.h"
 #include "wire/ip.h"
 
+using namespace korvane;
+
 // What a client puts in its message.
 struct Client {
   std::string mac = std::string("\x00\x11\x22\x33\x44\x55", 6);

@@ -3,6 +3,8 @@
 
 #include "dhcp_world.h"
 
+using namespace korvane;
+
 namespace {
 
 // Cut anywhere before its end option, a message is kept unread until the

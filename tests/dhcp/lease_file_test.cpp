@@ -5,6 +5,8 @@
 
 #include "dhcp_world.h"
 
+using namespace korvane;
+
 namespace {
 
 TEST(DhcpHex, ConvertsBothWays) {

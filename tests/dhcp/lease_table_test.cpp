@@ -6,6 +6,8 @@
 
 #include "dhcp/lease_table.h"
 
+using namespace korvane;
+
 namespace {
 
 TEST(LeaseTableAddress, CanonicalFormOnly) {

@@ -3,6 +3,8 @@
 
 #include "dhcp_world.h"
 
+using namespace korvane;
+
 namespace {
 
 std::string Zeros(std::size_t n) { return std::string(n, '\0'); }

@@ -2,6 +2,8 @@
 
 #include <sstream>
 
+using namespace korvane;
+
 std::string U16(int v) { return Bytes({(v >> 8) & 255, v & 255}); }
 
 std::string U32(long v) {

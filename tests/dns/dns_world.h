@@ -16,6 +16,8 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
+using namespace korvane;
+
 using Strs = std::vector<std::string>;
 
 class FakeLeases : public LeaseSource {

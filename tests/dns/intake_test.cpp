@@ -1,5 +1,7 @@
 #include "dns_world.h"
 
+using namespace korvane;
+
 namespace {
 
 class Intake : public DnsWorld {};

@@ -3,6 +3,8 @@
 
 #include "dns_world.h"
 
+using namespace korvane;
+
 namespace {
 
 class Robustness : public DnsWorld {

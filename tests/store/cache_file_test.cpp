@@ -6,6 +6,8 @@
 #include "wire/datetime.h"
 #include "world.h"
 
+using namespace korvane;
+
 namespace {
 
 using Lines = std::vector<std::string>;

@@ -7,6 +7,8 @@
 #include "store/files.h"
 #include "support/fakes.h"
 
+using namespace korvane;
+
 TEST(WriteFileAtomically, ReplacesTheContentKeepingLinksAndPermissions) {
   TempDir dir;
   dir.Write("real.perm", "old\n");

@@ -5,6 +5,8 @@
 
 #include "world.h"
 
+using namespace korvane;
+
 namespace {
 
 using Lines = std::vector<std::string>;

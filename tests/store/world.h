@@ -12,6 +12,8 @@
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 
+using namespace korvane;
+
 struct StoreWorld : StoreParts {
   TempDir dir;
   RecordingProgress progress;

@@ -9,6 +9,8 @@
 #include <sstream>
 #include <stdexcept>
 
+using namespace korvane;
+
 TempDir::TempDir() {
   std::string pattern = (std::filesystem::temp_directory_path() / "korvane-test-XXXXXX").string();
   if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");

@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "dns/sender.h"
 #include "wire/services.h"
+
+using namespace korvane;
 
 class FakeClock : public Clock {
  public:

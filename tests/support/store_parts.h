@@ -8,6 +8,8 @@
 #include "store/store.h"
 #include "support/fakes.h"
 
+using namespace korvane;
+
 struct StoreParts {
   RecordList records;
   Options options;

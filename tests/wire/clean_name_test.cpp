@@ -4,6 +4,8 @@
 
 #include <vector>
 
+using namespace korvane;
+
 namespace {
 
 TEST(CleanName, Table) {

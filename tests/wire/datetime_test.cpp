@@ -2,6 +2,8 @@
 
 #include "wire/datetime.h"
 
+using namespace korvane;
+
 TEST(DateTime, ParsesWhatItFormatsAndRefusesEverythingElse) {
   const DateTime when = 1'790'000'000;
   EXPECT_EQ(ParseDateTime(FormatDateTime(when)), when);

@@ -8,6 +8,8 @@
 
 #include "support/fakes.h"
 
+using namespace korvane;
+
 using namespace modDNS;
 
 namespace {

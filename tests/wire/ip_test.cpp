@@ -7,6 +7,8 @@
 #include "support/fakes.h"
 #include "wire/dns_codec.h"
 
+using namespace korvane;
+
 using namespace modIP;
 
 namespace {

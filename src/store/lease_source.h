@@ -7,6 +7,8 @@
 
 #include "wire/services.h"
 
+namespace korvane {
+
 struct LeaseView {
   std::string ClientName;  // full name with trailing dot, as the lease holds it
   std::string IPaddr;      // dotted
@@ -21,3 +23,5 @@ class LeaseSource {
   // Leases (active or not) of the address `ip`, in table order.
   virtual std::vector<LeaseView> LeasesOfAddress(const std::string& ip) const = 0;
 };
+
+}  // namespace korvane

@@ -87,7 +87,7 @@ Application::~Application() {
 }
 
 void Application::ReportFault(const char* tag, const std::exception& error) {
-  reporter_.Report(tag, "", ErrorNumber::kInternal, error.what());
+  ReportException(reporter_, tag, error);
 }
 
 void Application::Start() {

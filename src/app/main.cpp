@@ -13,6 +13,7 @@
 #include "app/application.h"
 #include "app/signal_watcher.h"
 #include "app/ui.h"
+#include "app/version.h"
 
 using namespace korvane;
 
@@ -28,13 +29,6 @@ constexpr const char* kUsage =
     "  --version       print the version and exit\n"
     "  --help          print this text and exit\n"
     "Signals: SIGINT and SIGTERM close in order, SIGHUP reloads the records.\n";
-
-std::string VersionText() {
-  char text[32];
-  std::snprintf(text, sizeof text, "%d.%02d.%02d", KORVANE_VERSION_MAJOR, KORVANE_VERSION_MINOR,
-                KORVANE_VERSION_PATCH);
-  return text;
-}
 
 bool ParsePort(const char* text, int& port) {
   char* end = nullptr;
@@ -72,7 +66,7 @@ int main(int argc, char** argv) {
     } else if (arg == "--dhcp-port" && i + 1 < argc) {
       if (!ParsePort(argv[++i], settings.dhcpPort)) return Usage();
     } else if (arg == "--version") {
-      std::printf("Korvane %s\n", VersionText().c_str());
+      std::printf("Korvane %s\n", modMain::VersionText().c_str());
       return 0;
     } else if (arg == "--help") {
       std::fputs(kUsage, stdout);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "app/version.h"
 #include "store/files.h"
 #include "wire/datetime.h"
 
@@ -21,13 +22,6 @@ constexpr size_t kReportLogLines = 50;
 // sign would stand.
 std::string PrintedNumber(int number) {
   return number < 0 ? std::to_string(number) : " " + std::to_string(number);
-}
-
-std::string VersionText() {
-  char text[32];
-  std::snprintf(text, sizeof text, "%d.%02d.%02d", KORVANE_VERSION_MAJOR, KORVANE_VERSION_MINOR,
-                KORVANE_VERSION_PATCH);
-  return text;
 }
 
 std::string ErrorLines(const std::string& tag, int number, const std::string& description) {

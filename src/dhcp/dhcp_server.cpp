@@ -54,8 +54,7 @@ DhcpServer::DhcpServer(const DHCPifList& DHCPifs, const Options& options, const 
       folder_(std::move(folder)) {}
 
 void DhcpServer::Fault(const char* tag, const std::exception& error) {
-  bool memory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
-  errors_.Report(tag, "", memory ? ErrorNumber::kOutOfMemory : ErrorNumber::kInternal, error.what());
+  ReportException(errors_, tag, error);
 }
 
 void DhcpServer::SetSocket(int k, DatagramSender* sender, std::string localAddress) {

@@ -1,5 +1,5 @@
 // The lease file "dhcp.dat" and the hexadecimal form of client identities.
-#include <new>
+#include <cerrno>
 
 #include "dhcp/dhcp_server.h"
 #include "store/files.h"
@@ -33,11 +33,6 @@ bool SplitField(std::string_view& rest, std::string_view& field) {
   return true;
 }
 
-void ReportFault(ErrorReporter& errors, const char* tag, const std::exception& error) {
-  bool memory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
-  errors.Report(tag, "", memory ? ErrorNumber::kOutOfMemory : ErrorNumber::kInternal, error.what());
-}
-
 }  // namespace
 
 namespace modDHCP {
@@ -54,7 +49,7 @@ std::string HWToHex(std::string_view bytes, ErrorReporter& errors) {
     }
     return text;
   } catch (const std::exception& error) {
-    ReportFault(errors, "modDHCP HWToHex", error);
+    ReportException(errors, "modDHCP HWToHex", error);
     return {};
   }
 }
@@ -69,7 +64,7 @@ std::string HexToHW(std::string_view text, ErrorReporter& errors) {
     }
     return bytes;
   } catch (const std::exception& error) {
-    ReportFault(errors, "modHDCP HexToHW", error);
+    ReportException(errors, "modHDCP HexToHW", error);
     return {};
   }
 }
@@ -84,7 +79,8 @@ bool DhcpServer::Save() {
               " " + FormatDateTime(lease.Expires) + "\r\n";
     }
     if (WriteFileAtomically(LeaseFilePath(), text)) return true;
-    errors_.Report("modDHCP Save", LeaseFilePath(), ErrorNumber::kPathNotFound, "Path not found");
+    ErrorInfo why = ErrorOfErrno(errno);
+    errors_.Report("modDHCP Save", LeaseFilePath(), why.number, why.description);
   } catch (const std::exception& error) {
     Fault("modDHCP Save", error);
   }

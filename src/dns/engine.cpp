@@ -3,7 +3,6 @@
 #include <chrono>
 #include <algorithm>
 #include <exception>
-#include <new>
 #include <random>
 
 #include "wire/dns_codec.h"
@@ -70,9 +69,7 @@ void DnsEngine::SetTimerSwitch(std::function<void(bool)> timerSwitch) {
 }
 
 void DnsEngine::Report(const std::string& tag, const std::exception& e) {
-  int number = dynamic_cast<const std::bad_alloc*>(&e) ? ErrorNumber::kOutOfMemory
-                                                      : ErrorNumber::kInternal;
-  store_.errors.Report(tag, "", number, e.what());
+  ReportException(store_.errors, tag, e);
 }
 
 double DnsEngine::Random() {

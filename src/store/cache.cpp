@@ -63,7 +63,7 @@ void CacheAdd(StoreContext& ctx, const std::string& name, int rtype, int32_t ttl
     record.RootHint = rootHint;
     ctx.records.Append(std::move(record));
   } catch (const std::exception& e) {
-    ctx.errors.Report("modDNS CacheAdd", "", ErrorNumber::kInternal, e.what());
+    ReportException(ctx.errors, "modDNS CacheAdd", e);
   }
 }
 
@@ -91,7 +91,7 @@ void CleanCache(StoreContext& ctx) {
     }
     ctx.records.SetEarliestExpiry(earliest);
   } catch (const std::exception& e) {
-    ctx.errors.Report("modDNS CleanCache", "", ErrorNumber::kInternal, e.what());
+    ReportException(ctx.errors, "modDNS CleanCache", e);
   }
 }
 

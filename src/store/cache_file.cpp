@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <cstring>
 #include <exception>
 
 #include "store/files.h"
@@ -96,11 +95,11 @@ void saveCache(StoreContext& ctx) {
     }
     const std::string path = ctx.PathOf("named.cache");
     if (!WriteFileAtomically(path, text)) {
-      int number = errno == ENOENT || errno == ENOTDIR ? ErrorNumber::kPathNotFound : ErrorNumber::kInternal;
-      ctx.errors.Report("modDNS saveCache", path, number, std::strerror(errno));
+      ErrorInfo why = ErrorOfErrno(errno);
+      ctx.errors.Report("modDNS saveCache", path, why.number, why.description);
     }
   } catch (const std::exception& e) {
-    ctx.errors.Report("modDNS saveCache", "", ErrorNumber::kInternal, e.what());
+    ReportException(ctx.errors, "modDNS saveCache", e);
   }
 }
 

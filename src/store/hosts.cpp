@@ -45,7 +45,7 @@ void LoadHosts(StoreContext& ctx) {
       CacheAdd(ctx, IPToArpa(address), RecordType::kPTR, ttl, host, -1, true);
     }
   } catch (const std::exception& e) {
-    ctx.errors.Report("modDNS LoadHosts", "", ErrorNumber::kInternal, e.what());
+    ReportException(ctx.errors, "modDNS LoadHosts", e);
   }
 }
 
@@ -104,7 +104,7 @@ void LoadPermOld(StoreContext& ctx) {
       CacheAdd(ctx, name, std::string_view(type), ttl, data, 0, true);
     }
   } catch (const std::exception& e) {
-    ctx.errors.Report("modDNS LoadPermOld", "", ErrorNumber::kInternal, e.what());
+    ReportException(ctx.errors, "modDNS LoadPermOld", e);
   }
 }
 

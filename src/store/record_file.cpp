@@ -2,7 +2,6 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <exception>
 #include <limits>
 #include <optional>
@@ -234,7 +233,7 @@ bool LoadFile(StoreContext& ctx, const std::string& path, bool permanent, bool r
     if (ctx.progress) ctx.progress->CloseProgress();
     return true;
   } catch (const std::exception& e) {
-    ctx.errors.Report("modDNS LoadFile", "", ErrorNumber::kInternal, e.what());
+    ReportException(ctx.errors, "modDNS LoadFile", e);
     return false;
   }
 }
@@ -255,7 +254,7 @@ void LoadPerm(StoreContext& ctx) {
     if (!LoadFile(ctx, ctx.PathOf("named.perm"), true, false)) LoadPermOld(ctx);
     LoadHosts(ctx);
   } catch (const std::exception& e) {
-    ctx.errors.Report("modDNS LoadPerm", "", ErrorNumber::kInternal, e.what());
+    ReportException(ctx.errors, "modDNS LoadPerm", e);
   }
 }
 
@@ -290,13 +289,13 @@ bool WritePerm(StoreContext& ctx, const std::vector<clPermRec>& entries) {
     }
     const std::string path = ctx.PathOf("named.perm");
     if (!WriteFileAtomically(path, text)) {
-      int number = errno == ENOENT || errno == ENOTDIR ? ErrorNumber::kPathNotFound : ErrorNumber::kInternal;
-      ctx.errors.Report("modDNS WritePerm", path, number, std::strerror(errno));
+      ErrorInfo why = ErrorOfErrno(errno);
+      ctx.errors.Report("modDNS WritePerm", path, why.number, why.description);
       return false;
     }
     return true;
   } catch (const std::exception& e) {
-    ctx.errors.Report("modDNS WritePerm", "", ErrorNumber::kInternal, e.what());
+    ReportException(ctx.errors, "modDNS WritePerm", e);
     return false;
   }
 }

@@ -3,6 +3,7 @@
 // supply fakes, so that time and failures can be driven by arithmetic.
 #pragma once
 
+#include <exception>
 #include <string>
 
 namespace korvane {
@@ -38,6 +39,9 @@ constexpr int kOverflow = 6;      // "Overflow"
 constexpr int kOutOfMemory = 7;   // "Out of memory"
 constexpr int kOutOfStack = 28;   // "Out of stack space"
 constexpr int kFileNotFound = 53; // "File not found"
+constexpr int kDeviceIO = 57;     // "Device I/O error"
+constexpr int kDiskFull = 61;     // "Disk full"
+constexpr int kPermissionDenied = 70;  // "Permission denied"
 constexpr int kPathNotFound = 76; // "Path not found"
 constexpr int kInternal = 51;     // "Internal error" (an unexpected exception)
 }  // namespace ErrorNumber
@@ -60,6 +64,21 @@ class StderrErrorReporter : public ErrorReporter {
 };
 
 ErrorReporter& DefaultErrorReporter();
+
+// What the reporter is told about a failure.
+struct ErrorInfo {
+  int number = 0;
+  std::string description;
+};
+// A caught exception: "Out of memory" for an allocation failure, else an
+// internal error with the exception's text.
+ErrorInfo ErrorOf(const std::exception& error);
+// A failed system call: the number by kind (a missing folder, no permission,
+// a full disk, anything else) and the system's own text for `errnum`.
+ErrorInfo ErrorOfErrno(int errnum);
+// Hands a caught exception to `errors` under `tag`.
+void ReportException(ErrorReporter& errors, const std::string& tag, const std::exception& error,
+                     const std::string& additional = "");
 
 // The loading-progress window, shown while long record files are read.
 class ProgressSink {

@@ -84,6 +84,13 @@ void ReadHeader(BoundedReader& reader, clDHCPRequest& request) {
   request.HWAddr = std::string(hardware);
 }
 
+// The first `width` bytes of `bytes`, zero-filled to `width`.
+void AppendPadded(std::string& out, std::string_view bytes, std::size_t width) {
+  bytes = bytes.substr(0, width);
+  out += bytes;
+  out.append(width - bytes.size(), '\0');
+}
+
 void AppendOption(std::string& out, uint8_t code, std::string_view data) {
   // Lengths come from one-byte option lengths, except a long domain; a longer
   // value would corrupt every option after it.
@@ -140,21 +147,20 @@ ParsedMessage ParseMessage(std::string_view bytes, const clDHCPif* interface) {
 
 std::string BuildReply(const clDHCPRequest& request, int16_t type, const std::string& address,
                        const clDHCPif& interface, const std::string& dnsBind) {
-  const std::string zeros(kHeaderLength, '\0');
   std::string reply;
   reply.reserve(kHeaderLength + 80);
   reply += '\x02';
   reply += static_cast<char>(request.HWType);
   reply += static_cast<char>(request.HWAddr.size());
   reply += '\0';
-  reply += (request.txID + zeros).substr(0, 4);
-  reply += zeros.substr(0, 4);  // secs, flags
+  AppendPadded(reply, request.txID, 4);
+  reply.append(4, '\0');  // secs, flags
   reply += modIP::IPToData(request.ClientIP);
   bool carriesAddress = type == kOffer || type == kAck;
-  reply += carriesAddress ? modIP::IPToData(address) : zeros.substr(0, 4);
-  reply += zeros.substr(0, 8);  // siaddr, giaddr
-  reply += (request.HWAddr + zeros).substr(0, kChaddrLength);
-  reply += zeros.substr(0, 192);  // sname, file
+  AppendPadded(reply, carriesAddress ? modIP::IPToData(address) : "", 4);
+  reply.append(8, '\0');  // siaddr, giaddr
+  AppendPadded(reply, request.HWAddr, kChaddrLength);
+  reply.append(192, '\0');  // sname, file
   reply += "\x63\x82\x53\x63";
 
   AppendOption(reply, 53, std::string(1, static_cast<char>(type)));

@@ -1,18 +1,11 @@
 #include "dhcp/dhcp_server.h"
 
-#include <new>
-
-#include "wire/clean_name.h"
 #include "wire/ip.h"
 
 namespace korvane {
 
 namespace {
 
-constexpr std::size_t kHeaderLength = 240;  // fixed header and magic cookie
-constexpr std::size_t kChaddrOffset = 28;
-constexpr std::size_t kChaddrLength = 16;
-constexpr unsigned char kEndOption = 255;
 constexpr std::size_t kMaxBuffered = 65536;
 
 std::uint32_t AddressNumber(std::string_view text) {
@@ -20,25 +13,6 @@ std::uint32_t AddressNumber(std::string_view text) {
   std::uint32_t value = 0;
   for (int i = 0; i < 4; ++i) value = (value << 8) | static_cast<unsigned char>(data[i]);
   return value;
-}
-
-unsigned char Byte(std::string_view bytes, std::size_t index) {
-  return static_cast<unsigned char>(bytes[index]);
-}
-
-std::string Lower(std::string text) {
-  for (char& c : text)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return text;
-}
-
-void AppendOption(std::string& out, unsigned char code, std::string_view data) {
-  // Lengths come from one-byte option lengths, except a long domain; a longer
-  // value would corrupt every option after it.
-  if (data.size() > 255) data = data.substr(0, 255);
-  out += static_cast<char>(code);
-  out += static_cast<char>(data.size());
-  out += data;
 }
 
 }  // namespace
@@ -71,8 +45,15 @@ void DhcpServer::Refresh() {
   if (DHCPRefresh) DHCPRefresh();
 }
 
-void DhcpServer::AfterChange(std::uint64_t versionBefore) {
-  if (leases_.Version() != versionBefore && LeasesChanged) LeasesChanged();
+template <class Change>
+void DhcpServer::Changing(const char* tag, Change change) {
+  std::uint64_t before = leases_.Version();
+  try {
+    change();
+  } catch (const std::exception& error) {
+    Fault(tag, error);
+  }
+  if (leases_.Version() != before && LeasesChanged) LeasesChanged();
 }
 
 void DhcpServer::DataArrival(int k, std::string_view datagram, const std::string& sender) {
@@ -109,92 +90,27 @@ void DhcpServer::Arrival(int16_t k, const std::string& sender) {
   }
 }
 
+const clDHCPif* DhcpServer::InterfaceOf(const std::string& localAddress) const {
+  for (const clDHCPif& candidate : DHCPifs_)
+    if (candidate.IPaddr == localAddress) return &candidate;
+  return nullptr;
+}
+
 void DhcpServer::ReadMessage(int16_t k, const std::string& sender) {
   std::string& buffer = buffers_[k];
-  if (buffer.size() < kHeaderLength + 1) return;
-  std::string_view message = buffer;
-  if (Byte(message, 0) != 1) {
-    buffer.clear();
-    return;
-  }
-
   const std::string& localAddress = sockets_[k].localAddress;
-  clDHCPRequest request;
-  request.WSIndex = k;
-  for (const clDHCPif& candidate : DHCPifs_) {
-    if (candidate.IPaddr == localAddress) {
-      request.Interface = &candidate;
-      break;
-    }
-  }
-  if (!request.Interface) {
-    buffer.clear();
-    return;
-  }
+  modDHCP::ParsedMessage parsed = modDHCP::ParseMessage(buffer, InterfaceOf(localAddress));
+  if (parsed.outcome == modDHCP::ParseOutcome::kIncomplete) return;  // wait for more
+  buffer.clear();
+  if (parsed.outcome != modDHCP::ParseOutcome::kRead) return;
+  parsed.request.WSIndex = k;
+  Dispatch(parsed, sender, localAddress);
+}
 
-  request.HWType = Byte(message, 1);
-  std::size_t hardwareLength = Byte(message, 2);
-  request.txID = std::string(message.substr(4, 4));
-  request.ClientIP = modIP::DataToIP(message.substr(12, 4));
-  request.HWAddr = std::string(message.substr(kChaddrOffset, hardwareLength));
-
-  std::string_view options = message.substr(kHeaderLength);
-  int messageType = 0;
-  std::string serverIdentifier;
-  bool hasClientID = false;
-  for (;;) {
-    if (options.empty()) return;  // no end option yet: wait for more
-    if (Byte(options, 0) == kEndOption) {
-      buffer.clear();
-      break;
-    }
-    unsigned char code = Byte(options, 0);
-    options.remove_prefix(1);
-    if (code == 0) continue;
-    if (options.empty()) return;
-    std::size_t length = Byte(options, 0);
-    if (options.size() < length + 2) return;
-    std::string_view data = options.substr(1, length);
-    options.remove_prefix(length + 1);
-    switch (code) {
-      case 12: {
-        std::string_view name = data.substr(0, data.find('\0'));
-        // Control characters and blanks would forge log lines and lease-file
-        // fields; ";" would start a comment there.
-        std::string clean;
-        for (char c : name.substr(0, name.find('.')))
-          if (static_cast<unsigned char>(c) > ' ' && c != 0x7f && c != ';') clean.push_back(c);
-        request.ClientName = Lower(clean);
-        // An empty name must match no other lease, also with the domain added.
-        request.DomainName =
-            request.ClientName.empty() ? "" : request.ClientName + "." + request.Interface->Domain;
-        break;
-      }
-      case 50:
-        request.ReqIP = modIP::DataToIP(data);
-        break;
-      case 53:
-        messageType = data.empty() ? 0 : static_cast<unsigned char>(data[0]);
-        break;
-      case 54:
-        serverIdentifier = modIP::DataToIP(data);
-        break;
-      case 61:
-        request.ClientID = std::string(data);
-        hasClientID = true;
-        break;
-      default:
-        break;
-    }
-  }
-  // From here on `message` is gone with the buffer; only `request` remains.
-  // An empty option 61 identifies no one: such clients fall back to their
-  // hardware address like those that send none.
-  request.Identity = hasClientID && !request.ClientID.empty()
-                         ? request.ClientID
-                         : static_cast<char>(request.HWType) + request.HWAddr;
-
-  switch (messageType) {
+void DhcpServer::Dispatch(modDHCP::ParsedMessage& parsed, const std::string& sender,
+                          const std::string& localAddress) {
+  clDHCPRequest& request = parsed.request;
+  switch (parsed.messageType) {
     case modDHCP::kDiscover: {
       std::string line = "DHCP Discovery from " + request.ClientName;
       if (!request.ReqIP.empty()) line += " (Looking for " + request.ReqIP + ")";
@@ -206,7 +122,7 @@ void DhcpServer::ReadMessage(int16_t k, const std::string& sender) {
       if (sender == request.ClientIP && sender != "0.0.0.0") {
         request.ReqIP = sender;
         log_.AddLine("DHCP Renewal Request from " + request.ClientName + " for " + request.ReqIP);
-      } else if (serverIdentifier != localAddress) {
+      } else if (parsed.serverIdentifier != localAddress) {
         return;  // meant for another server
       } else {
         log_.AddLine("DHCP Lease Request from " + request.ClientName + " for " + request.ReqIP);
@@ -294,8 +210,7 @@ void DhcpServer::RemoveFirstOf(const std::string& clientID) {
 }
 
 void DhcpServer::Discover(const clDHCPRequest& request) {
-  std::uint64_t before = leases_.Version();
-  try {
+  Changing("modDHCP Discover", [&] {
     if (!request.Interface) return;
     RemoveFirstOf(request.Identity);
     const clDHCPif& interface = *request.Interface;
@@ -317,15 +232,11 @@ void DhcpServer::Discover(const clDHCPRequest& request) {
       Send(request, modDHCP::kOffer, *address);
     }
     Refresh();
-  } catch (const std::exception& error) {
-    Fault("modDHCP Discover", error);
-  }
-  AfterChange(before);
+  });
 }
 
 void DhcpServer::Request(const clDHCPRequest& request) {
-  std::uint64_t before = leases_.Version();
-  try {
+  Changing("modDHCP Request", [&] {
     if (!request.Interface) return;
     RemoveFirstOf(request.Identity);
     const clDHCPif& interface = *request.Interface;
@@ -338,21 +249,14 @@ void DhcpServer::Request(const clDHCPRequest& request) {
       Send(request, modDHCP::kAck, request.ReqIP);
     }
     Refresh();
-  } catch (const std::exception& error) {
-    Fault("modDHCP Request", error);
-  }
-  AfterChange(before);
+  });
 }
 
 void DhcpServer::Release(const std::string& clientID) {
-  std::uint64_t before = leases_.Version();
-  try {
+  Changing("modDHCP Release", [&] {
     const LeaseTable::Ids& ids = leases_.WithClientID(clientID);
     if (!ids.empty()) leases_.SetExpires(*ids.begin(), clock_.Now());
-  } catch (const std::exception& error) {
-    Fault("modDHCP Release", error);
-  }
-  AfterChange(before);
+  });
 }
 
 void DhcpServer::Remove(const std::string& address, const std::string& name) {
@@ -370,69 +274,36 @@ void DhcpServer::Remove(const std::string& address, const std::string& name) {
 }
 
 void DhcpServer::DeleteClient(const std::string& clientID) {
-  std::uint64_t before = leases_.Version();
-  try {
+  Changing("frmMain mnuDHCPDel", [&] {
     const LeaseTable::Ids& ids = leases_.WithClientID(clientID);
     std::vector<LeaseTable::Id> doomed(ids.begin(), ids.end());
     for (LeaseTable::Id id : doomed) leases_.Erase(id);
     Refresh();
-  } catch (const std::exception& error) {
-    Fault("frmMain mnuDHCPDel", error);
+  });
+}
+
+void DhcpServer::LogReply(int16_t type, const std::string& clientName, const std::string& address) {
+  switch (type) {
+    case modDHCP::kOffer:
+      log_.AddLine("Sending DHCP Offer to " + clientName + " for " + address);
+      break;
+    case modDHCP::kAck:
+      log_.AddLine("Sending DHCP Acknowledgement to " + clientName + " for " + address);
+      break;
+    case modDHCP::kNak:
+      log_.AddLine("Sending DHCP Negative to " + clientName + " for " + address);
+      break;
+    default:
+      break;
   }
-  AfterChange(before);
 }
 
 void DhcpServer::Send(const clDHCPRequest& request, int16_t type, const std::string& address) {
   try {
     if (!request.Interface) return;
-    const clDHCPif& interface = *request.Interface;
-    std::string reply;
-    reply.reserve(kHeaderLength + 80);
-    reply += '\x02';
-    reply += static_cast<char>(request.HWType);
-    reply += static_cast<char>(request.HWAddr.size());
-    reply += '\0';
-    reply += (request.txID + std::string(4, '\0')).substr(0, 4);
-    reply += std::string(4, '\0');
-    reply += modIP::IPToData(request.ClientIP);
-    bool carriesAddress = type == modDHCP::kOffer || type == modDHCP::kAck;
-    reply += carriesAddress ? modIP::IPToData(address) : std::string(4, '\0');
-    reply += std::string(8, '\0');
-    reply += (request.HWAddr + std::string(kChaddrLength, '\0')).substr(0, kChaddrLength);
-    reply += std::string(192, '\0');
-    reply += "\x63\x82\x53\x63";
-
-    AppendOption(reply, 53, std::string(1, static_cast<char>(type)));
-    // A client that sent no identifier gets none back: a zero-length option
-    // 61 makes common clients throw the whole reply away.
-    if (!request.ClientID.empty()) AppendOption(reply, 61, request.ClientID);
-    AppendOption(reply, 1, modIP::IPToData(interface.Subnet));
-    AppendOption(reply, 54, modIP::IPToData(interface.IPaddr));
-    std::uint32_t leaseTime = static_cast<std::uint32_t>(interface.TTL);
-    std::string leaseBytes;
-    for (int shift = 24; shift >= 0; shift -= 8) leaseBytes += static_cast<char>((leaseTime >> shift) & 255);
-    AppendOption(reply, 51, leaseBytes);
-    AppendOption(reply, 6,
-                 modIP::IPToData(options_.DNSBIND.empty() ? interface.IPaddr : options_.DNSBIND));
-    if (interface.Gateway != "0.0.0.0") AppendOption(reply, 3, modIP::IPToData(interface.Gateway));
-    AppendOption(reply, 12, request.ClientName);
-    AppendOption(reply, 15, modMain::CleanName(interface.Domain));
-    reply += static_cast<char>(kEndOption);
-
-    switch (type) {
-      case modDHCP::kOffer:
-        log_.AddLine("Sending DHCP Offer to " + request.ClientName + " for " + address);
-        break;
-      case modDHCP::kAck:
-        log_.AddLine("Sending DHCP Acknowledgement to " + request.ClientName + " for " + address);
-        break;
-      case modDHCP::kNak:
-        log_.AddLine("Sending DHCP Negative to " + request.ClientName + " for " + address);
-        break;
-      default:
-        break;
-    }
-
+    std::string reply =
+        modDHCP::BuildReply(request, type, address, *request.Interface, options_.DNSBIND);
+    LogReply(type, request.ClientName, address);
     std::string destination = request.ClientIP != "0.0.0.0" ? request.ClientIP : "255.255.255.255";
     const Socket* socket =
         request.WSIndex >= 0 && request.WSIndex < modDHCP::kSocketCount ? &sockets_[request.WSIndex]
@@ -452,6 +323,10 @@ std::vector<clLease> DhcpServer::ActiveLeases() const {
   for (const clLease& lease : leases_)
     if (lease.Expires > now) active.push_back(lease);
   return active;
+}
+
+std::optional<DateTime> DhcpServer::NextExpiry() const {
+  return leases_.NextExpiryAfter(clock_.Now());
 }
 
 std::vector<LeaseView> DhcpServer::Views(const LeaseTable::Ids& ids) const {

@@ -9,7 +9,9 @@
 //  - set DHCPRefresh (redraw the lease list from ActiveLeases()) and
 //    LeasesChanged (save the lease file, coalesced, with Save());
 //  - call Load() at start-up and Save() at close; DeleteClient() is the lease
-//    list's delete command.
+//    list's delete command;
+//  - redraw the lease list also at NextExpiry(), when a lease runs out without
+//    a request; LeasesVersion() tells whether the table changed since a redraw.
 // Every procedure catches its own faults and hands them to the error reporter
 // under "modDHCP <procedure>"; none throws.
 #pragma once
@@ -23,6 +25,7 @@
 #include <vector>
 
 #include "dhcp/lease_table.h"
+#include "dhcp/message.h"
 #include "store/dhcp_if.h"
 #include "store/lease_source.h"
 #include "store/options.h"
@@ -31,28 +34,8 @@
 
 namespace korvane {
 
-// One decoded DHCP message.
-struct clDHCPRequest {
-  int16_t WSIndex = 0;                  // socket that received it
-  const clDHCPif* Interface = nullptr;  // interface of that socket's local address
-  std::string DomainName;               // ClientName + "." + Interface->Domain, or "" without option 12
-  std::string txID;                     // xid, 4 raw bytes
-  int16_t HWType = 0;                   // htype
-  std::string HWAddr;                   // hlen bytes from chaddr on (as far as the message goes)
-  std::string ClientIP;                 // ciaddr, dotted
-  std::string ClientID;                 // option 61 data as sent ("" if absent)
-  std::string ClientName;               // option 12 up to the first NUL and ".", lower case
-  std::string ReqIP;                    // option 50, or the sender for a renewal; "" if absent
-  // The lease identity: option 61's data when present, else the htype byte
-  // followed by the hlen bytes of chaddr.
-  std::string Identity;
-};
-
 namespace modDHCP {
 
-// DHCP message types the server answers with or reads.
-constexpr int16_t kDiscover = 1, kOffer = 2, kRequest = 3, kDecline = 4, kAck = 5, kNak = 6,
-                  kRelease = 7;
 constexpr int kSocketCount = 11;  // socket indexes 0 to 10
 constexpr int kClientPort = 68;
 
@@ -109,8 +92,16 @@ class DhcpServer : public LeaseSource {
   std::string LeaseFilePath() const { return folder_ + "/dhcp.dat"; }
 
   const LeaseTable& Leases() const { return leases_; }
-  // Leases whose Expires is later than now, in table order.
+  // The lease list's rows: the leases whose Expires is later than now, in
+  // table order. A row's ClientID is the identity DeleteClient takes.
   std::vector<clLease> ActiveLeases() const;
+  // The earliest Expires among the active leases: the moment the lease list
+  // next changes without a request. nullopt when no lease is active.
+  std::optional<DateTime> NextExpiry() const;
+  // Grows with every change of the lease table (requests, Load, DeleteClient),
+  // so an unchanged value means the same table; the passing of time does not
+  // count (see NextExpiry).
+  std::uint64_t LeasesVersion() const { return leases_.Version(); }
   const std::string& DHCPBuffers(int k) const { return buffers_.at(k); }
 
   // LeaseSource
@@ -124,6 +115,10 @@ class DhcpServer : public LeaseSource {
   };
 
   void ReadMessage(int16_t k, const std::string& sender);
+  const clDHCPif* InterfaceOf(const std::string& localAddress) const;
+  void Dispatch(modDHCP::ParsedMessage& parsed, const std::string& sender,
+                const std::string& localAddress);
+  void LogReply(int16_t type, const std::string& clientName, const std::string& address);
   std::vector<LeaseView> Views(const LeaseTable::Ids& ids) const;
   // Checks 5, 6 and 7 of ValidLease, which do not depend on the address.
   bool NameMayLease(const std::string& name, bool reuse) const;
@@ -132,7 +127,10 @@ class DhcpServer : public LeaseSource {
   std::optional<std::string> SearchPool(const clDHCPif& interface, const std::string& name,
                                         bool reuse);
   void RemoveFirstOf(const std::string& clientID);
-  void AfterChange(std::uint64_t versionBefore);
+  // Runs `change`, reports its fault under `tag`, and calls LeasesChanged
+  // when the table changed.
+  template <class Change>
+  void Changing(const char* tag, Change change);
   void Refresh();
   void Fault(const char* tag, const std::exception& error);
 

@@ -3,6 +3,7 @@
 
 #include "dhcp/dhcp_server.h"
 #include "store/files.h"
+#include "store/text.h"
 #include "wire/clean_name.h"
 #include "wire/datetime.h"
 #include "wire/ip.h"
@@ -18,18 +19,12 @@ int HexDigit(char c) {
   return -1;
 }
 
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
-
 // Splits off the text before the first blank; false when there is no blank.
 bool SplitField(std::string_view& rest, std::string_view& field) {
   std::size_t blank = rest.find(' ');
   if (blank == std::string_view::npos) return false;
   field = rest.substr(0, blank);
-  rest = Trim(rest.substr(blank + 1));
+  rest = storetext::TrimSpaces(rest.substr(blank + 1));
   return true;
 }
 
@@ -91,14 +86,9 @@ void DhcpServer::Load() {
   try {
     leases_.Clear();
     std::optional<std::string> content = ReadWholeFile(LeaseFilePath());
-    std::string_view rest = content ? std::string_view(*content) : std::string_view();
-    while (!rest.empty()) {
-      std::size_t end = rest.find('\n');
-      std::string_view line = rest.substr(0, end);
-      rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
-      if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-      line = Trim(line.substr(0, line.find(';')));
-
+    for (const std::string& text : storetext::SplitLines(content ? *content : std::string_view())) {
+      std::string_view line = text;
+      line = storetext::TrimSpaces(line.substr(0, line.find(';')));
       std::string_view name, address, clientID;
       if (!SplitField(line, name) || !SplitField(line, address) || !SplitField(line, clientID))
         continue;

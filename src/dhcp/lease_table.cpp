@@ -51,6 +51,7 @@ void LeaseTable::Clear() {
   byAddress_.clear();
   byName_.clear();
   byClientID_.clear();
+  byExpiry_.clear();
   leasedRuns_.clear();
   latestExpiry_.clear();
   byLatestExpiry_.clear();
@@ -64,6 +65,7 @@ LeaseTable::Id LeaseTable::Append(clLease lease) {
   byAddress_[lease.IPaddr].insert(id);
   byName_[lease.ClientName].insert(id);
   byClientID_[lease.ClientID].insert(id);
+  byExpiry_.insert({lease.Expires, id});
   std::string address = lease.IPaddr;
   leases_.emplace(id, std::move(lease));
   RefreshAddress(address);
@@ -78,6 +80,7 @@ void LeaseTable::Erase(Id id) {
   Unindex(byAddress_, address, id);
   Unindex(byName_, it->second.ClientName, id);
   Unindex(byClientID_, it->second.ClientID, id);
+  byExpiry_.erase({it->second.Expires, id});
   leases_.erase(it);
   RefreshAddress(address);
   ++version_;
@@ -86,9 +89,17 @@ void LeaseTable::Erase(Id id) {
 void LeaseTable::SetExpires(Id id, DateTime expires) {
   auto it = leases_.find(id);
   if (it == leases_.end()) return;
+  byExpiry_.erase({it->second.Expires, id});
+  byExpiry_.insert({expires, id});
   it->second.Expires = expires;
   RefreshAddress(it->second.IPaddr);
   ++version_;
+}
+
+std::optional<DateTime> LeaseTable::NextExpiryAfter(DateTime now) const {
+  auto next = byExpiry_.upper_bound({now, std::numeric_limits<Id>::max()});
+  if (next == byExpiry_.end()) return std::nullopt;
+  return next->first;
 }
 
 void LeaseTable::RefreshAddress(const std::string& address) {

@@ -82,6 +82,9 @@ class LeaseTable {
   std::optional<std::uint32_t> LowestWithoutActive(std::uint64_t from, std::uint64_t to,
                                                    DateTime now) const;
 
+  // The earliest Expires later than `now`; nullopt when no lease has one.
+  std::optional<DateTime> NextExpiryAfter(DateTime now) const;
+
   // Grows with every change; lets callers tell whether anything changed.
   std::uint64_t Version() const { return version_; }
 
@@ -99,6 +102,7 @@ class LeaseTable {
   Id nextId_ = 1;
   std::uint64_t version_ = 0;
   Index byAddress_, byName_, byClientID_;
+  std::set<std::pair<DateTime, Id>> byExpiry_;
 
   // Leased addresses as coalesced runs: first -> last.
   std::map<std::uint32_t, std::uint32_t> leasedRuns_;

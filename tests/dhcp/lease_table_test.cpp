@@ -61,6 +61,10 @@ TEST(LeaseTableSearch, AgreesWithABruteForceModel) {
     ASSERT_EQ(table.WithAddress(ip), atAddress) << "step " << step;
     ASSERT_EQ(table.WithName(name), named) << "step " << step;
     ASSERT_EQ(table.WithClientID(id), ofId) << "step " << step;
+    std::optional<DateTime> nextExpiry;
+    for (const auto& [key, lease] : model)
+      if (lease.Expires > now && (!nextExpiry || lease.Expires < *nextExpiry)) nextExpiry = lease.Expires;
+    ASSERT_EQ(table.NextExpiryAfter(now), nextExpiry) << "step " << step;
 
     for (std::uint64_t from : {std::uint64_t(0x0A000000u + pick(22)),
                                std::uint64_t(0xFFFFFFFFu - pick(22))}) {

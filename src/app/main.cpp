@@ -12,7 +12,7 @@
 
 #include "app/application.h"
 #include "app/signal_watcher.h"
-#include "app/ui.h"
+#include "app/prompts.h"
 #include "app/version.h"
 
 using namespace korvane;

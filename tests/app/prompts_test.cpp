@@ -1,4 +1,4 @@
-#include "app/ui.h"
+#include "app/prompts.h"
 
 #include <gtest/gtest.h>
 

@@ -18,7 +18,6 @@
 #include "app/prompts.h"
 #include "app/support_report.h"
 #include "app/udp_socket.h"
-#include "app/prompts.h"
 #include "dhcp/dhcp_server.h"
 #include "dns/engine.h"
 #include "store/store.h"
@@ -135,7 +134,7 @@ class Application : public QObject {
   DhcpServer dhcp_;
 
   QTimer timer_;         // the main timer: the DNS engine's duty
-  QTimer housekeeping_;  // log flush and the coalesced lease-file save
+  QTimer housekeeping_;  // runs Housekeeping
   bool leasesDirty_ = false;
   DateTime nextLeaseSave_ = 0;
   bool leasesAnnouncePosted_ = false;

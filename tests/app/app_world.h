@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>

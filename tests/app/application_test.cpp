@@ -89,6 +89,7 @@ TEST_F(ApplicationTest, AnErrorInsideTheEngineShowsItsBoxOnlyAfterTheEngineRetur
   EXPECT_TRUE(AnswersWww(ReplyTo(client, 7)));
   RunEvents();
   EXPECT_EQ(boxes.shown.size(), 1u);
+  boxes.whileOpen = nullptr;  // the client goes before the application
 }
 
 TEST_F(ApplicationTest, NewOptionsAreWrittenAndTheServerStartsAgainOnTheNewAddress) {

@@ -236,6 +236,7 @@ void Application::Reload() {
 }
 
 bool Application::ApplyOptions(const Options& options) {
+  bool applied = false;
   try {
     const std::string path = store_.PathOf("korvane.ini");
     if (!SaveOptions(path, options)) {
@@ -250,12 +251,12 @@ bool Application::ApplyOptions(const Options& options) {
     modDNS::LoadPerm(store_);
     emit RecordsReloaded();
     if (wasRunning) StartServices();
-    return true;
+    applied = true;
   } catch (const std::exception& e) {
     ReportFault("frmOptions cmdOK", e);
   }
   log_.Flush();
-  return false;
+  return applied;
 }
 
 void Application::Housekeeping() {

@@ -268,7 +268,7 @@ void Application::Housekeeping() {
       nextLeaseSave_ = clock_.Now() + 60;
     }
   }
-  if (nextLeaseExpiry_ > 0 && clock_.Now() >= nextLeaseExpiry_) AnnounceLeases();
+  WatchLeaseExpiry();
   log_.Flush();
 }
 
@@ -277,17 +277,27 @@ void Application::NoteLeaseChange() {
   // never from inside the DHCP server.
   if (leasesAnnouncePosted_) return;
   leasesAnnouncePosted_ = true;
-  QMetaObject::invokeMethod(this, [this] { AnnounceLeases(); }, Qt::QueuedConnection);
+  QMetaObject::invokeMethod(
+      this,
+      [this] {
+        leasesAnnouncePosted_ = false;
+        leaseExpiryStale_ = true;
+        emit LeasesChanged();
+      },
+      Qt::QueuedConnection);
 }
 
-void Application::AnnounceLeases() {
-  leasesAnnouncePosted_ = false;
+void Application::WatchLeaseExpiry() {
   const DateTime now = clock_.Now();
+  const bool ranOut = nextLeaseExpiry_ > 0 && now >= nextLeaseExpiry_;
+  if (!ranOut && !leaseExpiryStale_) return;
+  // A walk over the table at most once a second, however busy the server.
+  leaseExpiryStale_ = false;
   nextLeaseExpiry_ = 0;
   for (const clLease& lease : dhcp_.Leases())
     if (lease.Expires > now && (nextLeaseExpiry_ == 0 || lease.Expires < nextLeaseExpiry_))
       nextLeaseExpiry_ = lease.Expires;
-  emit LeasesChanged();
+  if (ranOut) emit LeasesChanged();
 }
 
 void Application::Close(CloseReason reason) {

@@ -109,7 +109,8 @@ class Application : public QObject {
   void Pause();
   void AnnounceServiceState();
   void NoteLeaseChange();
-  void AnnounceLeases();
+  // Announces the active lease that has run out; finds the next one.
+  void WatchLeaseExpiry();
   void ReportFault(const char* tag, const std::exception& error);
 
   Settings settings_;
@@ -138,8 +139,10 @@ class Application : public QObject {
   bool leasesDirty_ = false;
   DateTime nextLeaseSave_ = 0;
   bool leasesAnnouncePosted_ = false;
-  // When the next active lease runs out (0: none is active).
+  // When the next active lease runs out (0: none is active); stale after a
+  // change of the table.
   DateTime nextLeaseExpiry_ = 0;
+  bool leaseExpiryStale_ = false;
   bool serverStarted_ = false;
   bool closed_ = false;
   std::string startStopCaption_ = "&Start Server";

@@ -86,7 +86,7 @@ TEST(SystemTextEditor, ChoosesVisualThenEditorThenXdgOpen) {
 TEST(SystemTextEditor, TheEditorGetsItsArgumentsAndThePathAndIsNotWaitedFor) {
   TempDir dir;
   // Writes its arguments, one a line, once the test lets it go on.
-  dir.Write("editor", "#!/bin/sh\nwhile [ ! -e \"$0.go\" ]; do sleep 0.01; done\n"
+  dir.Write("editor", "#!/bin/sh\nfor i in $(seq 500); do [ -e \"$0.go\" ] && break; sleep 0.01; done\n"
                       "printf '%s\\n' \"$@\" > \"$0.args\"\n");
   chmod(dir.File("editor").c_str(), 0755);
   Environment env;
@@ -97,10 +97,6 @@ TEST(SystemTextEditor, TheEditorGetsItsArgumentsAndThePathAndIsNotWaitedFor) {
   for (int i = 0; i < 500 && dir.Read("editor.args").empty(); ++i) usleep(10000);
   EXPECT_EQ(dir.Read("editor.args"), "-n\n+1\n/tmp/a file.txt\n");
 }
-
-}  // namespace
-
-namespace {
 
 TEST(EventLoopPrompts, RunAfterTheHandlerInOrderAndOneAtATime) {
   EnsureEventLoop();

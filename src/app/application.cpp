@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 #include <arpa/inet.h>
 
+#include <cerrno>
 #include <chrono>
 #include <random>
 
@@ -41,8 +42,9 @@ std::string InterfaceHolding(const std::string& address) {
 Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& editor)
     : settings_(std::move(settings)),
       boxes_(boxes),
+      clock_(settings_.clock ? *settings_.clock : systemClock_),
       log_(clock_, options_, settings_.folder),
-      reporter_(settings_.folder, "korvane", options_, clock_, log_, boxes, editor),
+      reporter_(settings_.folder, "korvane", options_, clock_, log_, boxes, editor, prompts_),
       store_{records_, options_, clock_, log_, reporter_, settings_.folder, localIPs_, DHCPifs_},
       dns_(store_, WSDNS_, WSDNS2_),
       dhcp_(DHCPifs_, options_, records_, clock_, log_, reporter_, settings_.folder) {
@@ -68,7 +70,11 @@ Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& edi
 
   housekeeping_.setInterval(1000);
   connect(&housekeeping_, &QTimer::timeout, this, [this] { Housekeeping(); });
-  dhcp_.LeasesChanged = [this] { leasesDirty_ = true; };
+  dhcp_.LeasesChanged = [this] {
+    leasesDirty_ = true;
+    NoteLeaseChange();
+  };
+  dhcp_.DHCPRefresh = [this] { NoteLeaseChange(); };
 
   WSDNS_.SetHandler([this](const Datagram& d) {
     dns_.OnDnsDatagram(d.host, d.port, d.data, d.localAddress);
@@ -91,7 +97,7 @@ void Application::ReportFault(const char* tag, const std::exception& error) {
 }
 
 void Application::Start() {
-  localIPs_ = modIdentify::ReadLocalIPs(boxes_);
+  localIPs_ = settings_.localIPs ? *settings_.localIPs : modIdentify::ReadLocalIPs(boxes_);
   LoadOptions(store_.PathOf("korvane.ini"), options_, reporter_);
   modDNS::LoadPerm(store_);
   log_.AddLine("Loading cache...");
@@ -125,6 +131,7 @@ void Application::StartServices() {
                     MessageButtons::OK, MessageIcon::Exclamation);
       }
       log_.Flush();
+      AnnounceServiceState();
       return;
     }
     log_.AddLine(bind.empty() ? "DNS service started." : "DNS service started on " + bind);
@@ -136,6 +143,7 @@ void Application::StartServices() {
     ReportFault("modMain StartServices", e);
   }
   log_.Flush();
+  AnnounceServiceState();
 }
 
 void Application::BindDhcpSockets() {
@@ -190,22 +198,31 @@ void Application::CloseServiceSockets() {
   WSDHCP_.clear();
 }
 
+void Application::Pause() {
+  timer_.stop();
+  dns_.Pause();
+  CloseServiceSockets();
+  log_.AddLine("Server paused.");
+  startStopCaption_ = "&Start Server";
+  serverStarted_ = false;
+  log_.Flush();
+  AnnounceServiceState();
+}
+
 void Application::StartStop() {
   try {
     if (serverStarted_) {
-      timer_.stop();
-      dns_.Pause();
-      CloseServiceSockets();
-      log_.AddLine("Server paused.");
-      startStopCaption_ = "&Start Server";
-      serverStarted_ = false;
-      log_.Flush();
+      Pause();
     } else {
       StartServices();
     }
   } catch (const std::exception& e) {
     ReportFault("frmMain mnuStartStop", e);
   }
+}
+
+void Application::AnnounceServiceState() {
+  emit ServiceStateChanged(serverStarted_, QString::fromStdString(startStopCaption_));
 }
 
 void Application::Reload() {
@@ -215,6 +232,31 @@ void Application::Reload() {
     ReportFault("frmMain mnuReload", e);
   }
   log_.Flush();
+  emit RecordsReloaded();
+}
+
+bool Application::ApplyOptions(const Options& options) {
+  bool applied = false;
+  try {
+    const std::string path = store_.PathOf("korvane.ini");
+    if (!SaveOptions(path, options)) {
+      ErrorInfo why = ErrorOfErrno(errno);
+      reporter_.Report("frmOptions cmdOK", path, why.number, why.description);
+      return false;
+    }
+    options_ = options;
+    emit OptionsChanged();
+    const bool wasRunning = serverStarted_;
+    if (wasRunning) Pause();
+    modDNS::LoadPerm(store_);
+    emit RecordsReloaded();
+    if (wasRunning) StartServices();
+    applied = true;
+  } catch (const std::exception& e) {
+    ReportFault("frmOptions cmdOK", e);
+  }
+  log_.Flush();
+  return applied;
 }
 
 void Application::Housekeeping() {
@@ -226,7 +268,36 @@ void Application::Housekeeping() {
       nextLeaseSave_ = clock_.Now() + 60;
     }
   }
+  WatchLeaseExpiry();
   log_.Flush();
+}
+
+void Application::NoteLeaseChange() {
+  // Posted: the lease list is redrawn once after a burst of changes, and
+  // never from inside the DHCP server.
+  if (leasesAnnouncePosted_) return;
+  leasesAnnouncePosted_ = true;
+  QMetaObject::invokeMethod(
+      this,
+      [this] {
+        leasesAnnouncePosted_ = false;
+        leaseExpiryStale_ = true;
+        emit LeasesChanged();
+      },
+      Qt::QueuedConnection);
+}
+
+void Application::WatchLeaseExpiry() {
+  const DateTime now = clock_.Now();
+  const bool ranOut = nextLeaseExpiry_ > 0 && now >= nextLeaseExpiry_;
+  if (!ranOut && !leaseExpiryStale_) return;
+  // A walk over the table at most once a second, however busy the server.
+  leaseExpiryStale_ = false;
+  nextLeaseExpiry_ = 0;
+  for (const clLease& lease : dhcp_.Leases())
+    if (lease.Expires > now && (nextLeaseExpiry_ == 0 || lease.Expires < nextLeaseExpiry_))
+      nextLeaseExpiry_ = lease.Expires;
+  if (ranOut) emit LeasesChanged();
 }
 
 void Application::Close(CloseReason reason) {
@@ -255,6 +326,8 @@ void Application::Close(CloseReason reason) {
     ReportFault("frmMain Unload", e);
   }
   log_.CloseFile();
+  // The event loop may not run again: what went wrong is told now.
+  prompts_.RunPending();
 }
 
 }  // namespace modMain

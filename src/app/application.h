@@ -1,7 +1,8 @@
 // The one application object: owns the program-wide state (options, records,
 // DHCP interfaces, local addresses, log, error reporter), the two engines,
-// the sockets and the timers, and runs start-up, services, pause, reload and
-// close in their fixed order.
+// the sockets and the timers, and runs start-up, services, pause, reload,
+// new options and close in their fixed order. The windows drive it through
+// its commands and follow it through its signals.
 #pragma once
 
 #include <QObject>
@@ -9,13 +10,14 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "app/log.h"
+#include "app/prompts.h"
 #include "app/support_report.h"
 #include "app/udp_socket.h"
-#include "app/ui.h"
 #include "dhcp/dhcp_server.h"
 #include "dns/engine.h"
 #include "store/store.h"
@@ -26,9 +28,12 @@ namespace modMain {
 
 struct Settings {
   std::string folder;       // program folder, without a trailing "/"
-  int dnsPort = 53;
+  int dnsPort = 53;         // 0: a port the system chooses
   int dhcpPort = 67;
   std::FILE* echo = nullptr;  // every log line is also printed here (headless)
+  // This machine's addresses; unset: read from the interfaces at start-up.
+  std::optional<std::vector<std::string>> localIPs;
+  const Clock* clock = nullptr;  // null: the system clock
 };
 
 // Why the program closes; decides the log line.
@@ -49,6 +54,12 @@ class Application : public QObject {
   void StartStop();
   // Reads the records again (the sockets stay as they are).
   void Reload();
+  // What the options dialog's OK does once its checks have passed: writes
+  // korvane.ini, pauses the server if it runs, reads the records again and
+  // starts the server again (on the new DNSBIND) if it ran. False when the
+  // file could not be written: that is reported ("frmOptions cmdOK"), the
+  // file stays as it was, and nothing else changes.
+  bool ApplyOptions(const Options& options);
   // Logs the reason and tears down: cache file, lease file, sockets, log file.
   void Close(CloseReason reason);
 
@@ -67,18 +78,46 @@ class Application : public QObject {
   const Settings& settings() const { return settings_; }
   // The port the DNS socket is bound to (0 while paused).
   int DnsPort() const { return WSDNS_.LocalPort(); }
+  // The loading-progress display for long record files (null: none). Set
+  // it before Start to see the start-up's loading.
+  void SetProgressSink(ProgressSink* progress) { store_.progress = progress; }
+  // Boxes that must wait until the running handler has returned.
+  PromptQueue& prompts() { return prompts_; }
+
+  // The once-a-second duty: the lease file's coalesced save (a failing one
+  // is retried, and reported, once a minute), the lease that runs out, and
+  // the log flush. Its own timer runs it from Start on.
+  void Housekeeping();
+
+ signals:
+  // After every start, failed start and pause; `caption` is the menu
+  // command's ("&Pause Server" while running, "&Start Server" while paused).
+  void ServiceStateChanged(bool running, const QString& caption);
+  // The lease table changed, or an active lease ran out; posted, so it comes
+  // after the handler that changed it, once for a burst of changes.
+  void LeasesChanged();
+  // ApplyOptions took new options.
+  void OptionsChanged();
+  // The records were read again (Reload, ApplyOptions).
+  void RecordsReloaded();
 
  private:
   void BindDhcpSockets();
   // The socket index whose address a DHCP datagram read on socket k was sent to.
   int DhcpIndexFor(int k, const Datagram& datagram) const;
   void CloseServiceSockets();
-  void Housekeeping();
+  void Pause();
+  void AnnounceServiceState();
+  void NoteLeaseChange();
+  // Announces the active lease that has run out; finds the next one.
+  void WatchLeaseExpiry();
   void ReportFault(const char* tag, const std::exception& error);
 
   Settings settings_;
   MessageBoxes& boxes_;
-  SystemClock clock_;
+  SystemClock systemClock_;
+  const Clock& clock_;
+  EventLoopPrompts prompts_;
   Options options_;
   RecordList records_;
   DHCPifList DHCPifs_;
@@ -96,9 +135,14 @@ class Application : public QObject {
   DhcpServer dhcp_;
 
   QTimer timer_;         // the main timer: the DNS engine's duty
-  QTimer housekeeping_;  // log flush and the coalesced lease-file save
+  QTimer housekeeping_;  // runs Housekeeping
   bool leasesDirty_ = false;
   DateTime nextLeaseSave_ = 0;
+  bool leasesAnnouncePosted_ = false;
+  // When the next active lease runs out (0: none is active); stale after a
+  // change of the table.
+  DateTime nextLeaseExpiry_ = 0;
+  bool leaseExpiryStale_ = false;
   bool serverStarted_ = false;
   bool closed_ = false;
   std::string startStopCaption_ = "&Start Server";

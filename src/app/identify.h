@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "app/ui.h"
+#include "app/prompts.h"
 
 struct ifaddrs;
 

@@ -11,8 +11,8 @@
 #include <string>
 
 #include "app/application.h"
+#include "app/prompts.h"
 #include "app/signal_watcher.h"
-#include "app/ui.h"
 #include "app/version.h"
 
 using namespace korvane;

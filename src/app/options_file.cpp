@@ -1,13 +1,13 @@
 #include "app/options_file.h"
 
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <limits>
 #include <optional>
 #include <sstream>
+#include <string_view>
 
 #include "store/files.h"
+#include "store/text.h"
 #include "wire/clean_name.h"
 #include "wire/ip.h"
 
@@ -17,23 +17,12 @@ namespace modMain {
 
 namespace {
 
-std::string Trim(const std::string& text) {
-  size_t first = text.find_first_not_of(" \t");
-  if (first == std::string::npos) return "";
-  size_t last = text.find_last_not_of(" \t");
-  return text.substr(first, last - first + 1);
-}
-
-std::string Upper(std::string text) {
-  for (char& c : text)
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  return text;
-}
-
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 }  // namespace
 
+// The record files' reader takes no exponent ("5E3" is 5 there) and stops
+// adding digits past 1e15; the options have always read both.
 int32_t LeadingNumber(const std::string& text) {
   size_t i = 0;
   std::string number;
@@ -57,14 +46,7 @@ int32_t LeadingNumber(const std::string& text) {
       number += exponent;
     }
   }
-  double value = std::strtod(number.c_str(), nullptr);
-  if (std::isnan(value)) return 0;
-  value = std::nearbyint(value);  // the default rounding mode: half to even
-  if (value >= static_cast<double>(std::numeric_limits<int32_t>::max()))
-    return std::numeric_limits<int32_t>::max();
-  if (value <= static_cast<double>(std::numeric_limits<int32_t>::min()))
-    return std::numeric_limits<int32_t>::min();
-  return static_cast<int32_t>(value);
+  return storetext::RoundToInt32(std::strtod(number.c_str(), nullptr));
 }
 
 void LoadOptions(const std::string& path, Options& options, ErrorReporter& errors) {
@@ -78,9 +60,11 @@ void LoadOptions(const std::string& path, Options& options, ErrorReporter& error
   for (std::string line; std::getline(file, line);) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     size_t colon = line.find(':');
-    std::string key = Upper(Trim(line.substr(0, colon)));
-    std::string raw = colon == std::string::npos ? "" : Trim(line.substr(colon + 1));
-    std::string value = Upper(raw);
+    std::string key = storetext::Upper(storetext::TrimBlanks(std::string_view(line).substr(0, colon)));
+    std::string raw = colon == std::string::npos
+                          ? ""
+                          : std::string(storetext::TrimBlanks(std::string_view(line).substr(colon + 1)));
+    std::string value = storetext::Upper(raw);
     if (key == "NAME") {
       options.NAME = CleanName(value);
     } else if (key == "HOSTS") {

@@ -92,14 +92,15 @@ SystemFacts ReadSystemFacts() {
 
 SupportReporter::SupportReporter(std::string folder, std::string programName,
                                  const Options& options, const Clock& clock, const Log& log,
-                                 MessageBoxes& boxes, TextEditor& editor)
+                                 MessageBoxes& boxes, TextEditor& editor, PromptQueue& prompts)
     : folder_(std::move(folder)),
       programName_(std::move(programName)),
       options_(options),
       clock_(clock),
       log_(log),
       boxes_(boxes),
-      editor_(editor) {}
+      editor_(editor),
+      prompts_(prompts) {}
 
 std::string SupportReporter::ReportText(const std::string& tag, const std::string& additional,
                                         int number, const std::string& description) const {
@@ -172,12 +173,45 @@ std::string SupportReporter::ReportText(const std::string& tag, const std::strin
   return text;
 }
 
-MessageAnswer SupportReporter::ShowBox(const std::string& text, MessageButtons buttons,
-                                       MessageIcon icon) {
-  boxOpen_ = true;
-  MessageAnswer answer = boxes_.Show(text, buttons, icon, false, true);
-  boxOpen_ = false;
-  return answer;
+bool SupportReporter::Write(const std::string& tag, const std::string& additional, int number,
+                            const std::string& description) {
+  try {
+    return WriteFileAtomically(ReportPath(), ReportText(tag, additional, number, description));
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+std::string SupportReporter::Where() const {
+  return "A support file containing information about your\n"
+         "system and configuration was created as\n"
+         "'" + ReportPath() + "'\n"
+         "\n";
+}
+
+SupportReporter::Box SupportReporter::ErrorBox(bool written, const std::string& tag, int number,
+                                               const std::string& description) const {
+  const std::string head =
+      "An error has occured in Korvane!\n\n" + ErrorLines(tag, number, description) + "\n";
+  if (!written) {
+    return {head + "Please e-mail " + kSupportAddress + " and state\n"
+                   "the above error information along with any\n"
+                   "other information you think may be useful.",
+            MessageButtons::OK};
+  }
+  return {head + Where() +
+                 "Please e-mail this file to " + kSupportAddress + " and\n"
+                 "state any other information you think may be useful.\n"
+                 "\n"
+                 "Review the support file with text editor now ?",
+          MessageButtons::YesNo};
+}
+
+void SupportReporter::ShowErrorBox(const Box& box) {
+  boxPending_ = true;
+  MessageAnswer answer = boxes_.Show(box.text, box.buttons, MessageIcon::Critical, false, true);
+  boxPending_ = false;
+  if (box.buttons == MessageButtons::YesNo && answer == MessageAnswer::Yes) editor_.Open(ReportPath());
 }
 
 void SupportReporter::Report(const std::string& tag, const std::string& additional, int number,
@@ -186,59 +220,30 @@ void SupportReporter::Report(const std::string& tag, const std::string& addition
     // Hostile datagrams can raise the same fault many times a second; one
     // report a minute per fault says all there is to say.
     const DateTime now = clock_.Now();
-    auto last = lastReported_.find(tag + '\n' + std::to_string(number));
+    const std::string fault = tag + '\n' + std::to_string(number);
+    auto last = lastReported_.find(fault);
     if (last != lastReported_.end() && now >= last->second && now - last->second < kRepeatSeconds)
       return;
-    lastReported_[tag + '\n' + std::to_string(number)] = now;
+    lastReported_[fault] = now;
   }
-  bool written = false;
-  try {
-    written = WriteFileAtomically(ReportPath(), ReportText(tag, additional, number, description));
-  } catch (const std::exception&) {
-    written = false;
-  }
-  if (boxOpen_) return;  // one error box at a time; the report is current
-
-  if (written) {
-    if (number == 0) return;
-    std::string text = "An error has occured in Korvane!\n\n" +
-                       ErrorLines(tag, number, description) +
-                       "\n"
-                       "A support file containing information about your\n"
-                       "system and configuration was created as\n"
-                       "'" + ReportPath() + "'\n"
-                       "\n"
-                       "Please e-mail this file to " + kSupportAddress + " and\n"
-                       "state any other information you think may be useful.\n"
-                       "\n"
-                       "Review the support file with text editor now ?";
-    if (ShowBox(text, MessageButtons::YesNo, MessageIcon::Critical) == MessageAnswer::Yes)
-      editor_.Open(ReportPath());
-    return;
-  }
-  std::string text = "An error has occured in Korvane!\n\n" +
-                     ErrorLines(tag, number, description) +
-                     "\n"
-                     "Please e-mail " + kSupportAddress + " and state\n"
-                     "the above error information along with any\n"
-                     "other information you think may be useful.";
-  ShowBox(text, MessageButtons::OK, MessageIcon::Critical);
+  const bool written = Write(tag, additional, number, description);
+  // One error box at a time; the report is current all the same.
+  if (boxPending_ || (written && number == 0)) return;
+  boxPending_ = true;
+  prompts_.Post([this, box = ErrorBox(written, tag, number, description)] { ShowErrorBox(box); });
 }
 
 void SupportReporter::MenuDump() {
-  Report("", "", 0, "");
-  if (boxOpen_) return;
-  std::string text = "A support file containing information about your\n"
-                     "system and configuration was created as\n"
-                     "'" + ReportPath() + "'\n"
-                     "\n"
-                     "E-Mail this file to " + std::string(kSupportAddress) + " and\n"
+  const bool written = Write("", "", 0, "");
+  if (boxPending_) return;
+  if (!written) ShowErrorBox(ErrorBox(false, "", 0, ""));
+  std::string text = Where() + "E-Mail this file to " + kSupportAddress + " and\n"
                      "state your question, suggestion or problem.\n"
                      "\n"
                      "Review the support file with text editor now ?";
-  boxOpen_ = true;
+  boxPending_ = true;
   MessageAnswer answer = boxes_.Show(text, MessageButtons::YesNo, MessageIcon::Question);
-  boxOpen_ = false;
+  boxPending_ = false;
   if (answer == MessageAnswer::Yes) editor_.Open(ReportPath());
 }
 

@@ -1,5 +1,8 @@
 // The error reporter: writes "support.txt" (error, program, system, recent
 // log lines, configuration files) and tells the operator where it is.
+// Errors are raised deep inside the engines, so the error box is never shown
+// in place: it is posted to the prompt queue and shown once the handler that
+// failed has returned.
 #pragma once
 
 #include <functional>
@@ -8,7 +11,7 @@
 #include <string>
 
 #include "app/log.h"
-#include "app/ui.h"
+#include "app/prompts.h"
 #include "store/options.h"
 #include "wire/services.h"
 
@@ -39,17 +42,23 @@ class SupportReporter : public ErrorReporter {
   // `folder` is the program folder, `programName` the executable's name.
   // Every reference must outlive the reporter.
   SupportReporter(std::string folder, std::string programName, const Options& options,
-                  const Clock& clock, const Log& log, MessageBoxes& boxes, TextEditor& editor);
+                  const Clock& clock, const Log& log, MessageBoxes& boxes, TextEditor& editor,
+                  PromptQueue& prompts);
 
-  // Rewrites the report; for a number other than 0 then shows the error box
-  // (or, when the report could not be written, the box that asks to mail the
-  // error itself). While one of its boxes is open it only rewrites the report.
+  // Rewrites the report at once; for a number other than 0 then posts the
+  // error box (or, when the report could not be written, the box that asks
+  // to mail the error itself). Yes in the error box opens the report in the
+  // text editor. While one of its boxes is posted or open it only rewrites
+  // the report.
   void Report(const std::string& tag, const std::string& additional, int number,
               const std::string& description) override;
 
-  // The report on demand: no error section, then the question whether to
-  // open it.
+  // The report on demand, for a menu handler: no error section, then, in
+  // place, the question whether to open it (nothing while an error box is
+  // posted or open).
   void MenuDump();
+  // True while one of its boxes is posted or open.
+  bool BoxPending() const { return boxPending_; }
 
   // The report's whole text (lines ended by CR LF).
   std::string ReportText(const std::string& tag, const std::string& additional, int number,
@@ -59,7 +68,20 @@ class SupportReporter : public ErrorReporter {
   void SetSystemFactsSource(std::function<SystemFacts()> source) { systemFacts_ = std::move(source); }
 
  private:
-  MessageAnswer ShowBox(const std::string& text, MessageButtons buttons, MessageIcon icon);
+  struct Box {
+    std::string text;
+    MessageButtons buttons;
+  };
+  // Writes the report; false when it could not be written.
+  bool Write(const std::string& tag, const std::string& additional, int number,
+             const std::string& description);
+  // The lines that say where the report is, with the empty line after them.
+  std::string Where() const;
+  // The box that tells of an error: where the report is, or, when it could
+  // not be written, what to mail instead.
+  Box ErrorBox(bool written, const std::string& tag, int number,
+               const std::string& description) const;
+  void ShowErrorBox(const Box& box);
 
   std::string folder_;
   std::string programName_;
@@ -68,8 +90,9 @@ class SupportReporter : public ErrorReporter {
   const Log& log_;
   MessageBoxes& boxes_;
   TextEditor& editor_;
+  PromptQueue& prompts_;
   std::function<SystemFacts()> systemFacts_ = ReadSystemFacts;
-  bool boxOpen_ = false;
+  bool boxPending_ = false;
   // When each fault (tag and number) was last reported.
   std::map<std::string, DateTime> lastReported_;
 };

@@ -13,6 +13,9 @@ namespace storetext {
 std::string_view TrimSpaces(std::string_view text);
 std::string_view TrimLeftSpaces(std::string_view text);
 std::string_view TrimRightSpaces(std::string_view text);
+// Spaces and tabs off both ends.
+std::string_view TrimBlanks(std::string_view text);
+// ASCII letters only, whatever the process's locale.
 std::string Upper(std::string_view text);
 void TabsToSpaces(std::string& text);
 // The leading decimal number of `text` (optional sign, digits, fraction);

@@ -11,18 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "app/prompt_recorders.h"
+
 using namespace korvane;
 
 namespace {
-
-class CountingBoxes : public MessageBoxes {
- public:
-  MessageAnswer Show(const std::string& text, MessageButtons, MessageIcon, bool, bool) override {
-    shown.push_back(text);
-    return MessageAnswer::OK;
-  }
-  std::vector<std::string> shown;
-};
 
 // A hand-made interface list in getifaddrs' form.
 class FakeInterfaces {
@@ -70,7 +63,7 @@ TEST(LocalIPs, UpIPv4NonLoopbackInInterfaceOrder) {
 }
 
 TEST(LocalIPs, ThisMachinesListHasNoLoopbackAndNoBox) {
-  CountingBoxes boxes;
+  RecordingBoxes boxes;
   std::vector<std::string> addresses = modIdentify::ReadLocalIPs(boxes);
   EXPECT_TRUE(boxes.shown.empty());
   for (const std::string& address : addresses) {

@@ -62,6 +62,7 @@ TEST(OptionsFile, ReadsEachKeyAsSpecified) {
        With([](Options& o) { o.NAME = "myserver.example.com"; })},
       {"hosts_keeps_its_case", "HOSTS:  /etc/Hosts.Local  \n",
        With([](Options& o) { o.HOSTS = "/etc/Hosts.Local"; })},
+      {"tabs_trimmed_as_blanks", "\tHOSTS \t:\t/etc/Hosts\t \n", With([](Options& o) { o.HOSTS = "/etc/Hosts"; })},
       {"hosts_value_after_first_colon", "Hosts: C:/x:y\n", With([](Options& o) { o.HOSTS = "C:/x:y"; })},
       {"crlf_lines", "WriteLog: YES\r\nNS: 1.2.3.4\r\nHostsTTL: 7\r\n",
        With([](Options& o) { o.WRITELOG = true; o.NS = {"1.2.3.4"}; o.HOSTSTTL = 7; })},

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "app/prompt_recorders.h"
 #include "support/fakes.h"
 
 using namespace korvane;
@@ -21,35 +22,6 @@ using modMain::SystemFacts;
 
 constexpr DateTime kNow = 1777636800;        // 2026-05-01 12:00:00 UTC
 constexpr DateTime kInstalled = 1767225600;  // 2026-01-01 00:00:00 UTC
-
-struct ShownBox {
-  std::string text;
-  MessageButtons buttons;
-  MessageIcon icon;
-  bool topmost;
-};
-
-class RecordingBoxes : public MessageBoxes {
- public:
-  MessageAnswer Show(const std::string& text, MessageButtons buttons, MessageIcon icon, bool,
-                     bool topmost) override {
-    shown.push_back({text, buttons, icon, topmost});
-    if (whileOpen) whileOpen();
-    return answer;
-  }
-  std::vector<ShownBox> shown;
-  MessageAnswer answer = MessageAnswer::No;
-  std::function<void()> whileOpen;
-};
-
-class RecordingEditor : public TextEditor {
- public:
-  bool Open(const std::string& path) override {
-    opened.push_back(path);
-    return true;
-  }
-  std::vector<std::string> opened;
-};
 
 std::string Version() {
   char text[32];
@@ -125,7 +97,8 @@ class SupportReportTest : public ::testing::Test {
   Log log{clock, options, dir.path()};
   RecordingBoxes boxes;
   RecordingEditor editor;
-  SupportReporter reporter{dir.path(), "korvane", options, clock, log, boxes, editor};
+  HeldPrompts prompts;
+  SupportReporter reporter{dir.path(), "korvane", options, clock, log, boxes, editor, prompts};
 };
 
 TEST_F(SupportReportTest, WholeReportWithErrorSection) {
@@ -163,6 +136,12 @@ TEST_F(SupportReportTest, WholeReportWithErrorSection) {
 TEST_F(SupportReportTest, ErrorBoxTellsWhereTheReportIsAndYesOpensIt) {
   boxes.answer = MessageAnswer::Yes;
   reporter.Report("modMain LoadOptions", "", 53, "File not found");
+  // The report is there at once; the box waits until the caller has returned.
+  EXPECT_NE(dir.Read("support.txt").find("Module     : modMain LoadOptions\r\n"), std::string::npos);
+  EXPECT_TRUE(boxes.shown.empty());
+  EXPECT_TRUE(reporter.BoxPending());
+  EXPECT_EQ(prompts.RunAll(), 1);
+  EXPECT_FALSE(reporter.BoxPending());
   ASSERT_EQ(boxes.shown.size(), 1u);
   ExpectBox(boxes.shown[0], MessageButtons::YesNo, MessageIcon::Critical,
             ErrorHead("53 File not found", "modMain LoadOptions") + Where() +
@@ -175,6 +154,7 @@ TEST_F(SupportReportTest, ErrorBoxTellsWhereTheReportIsAndYesOpensIt) {
 
 TEST_F(SupportReportTest, NoLeavesTheEditorClosedAndEmptyTagHasNoModuleLine) {
   reporter.Report("", "", 7, "Out of memory");
+  prompts.RunAll();
   ASSERT_EQ(boxes.shown.size(), 1u);
   EXPECT_TRUE(boxes.shown[0].text.starts_with("An error has occured in Korvane!\n\nError: 7 Out of memory\n\n" + Where()));
   EXPECT_TRUE(editor.opened.empty());
@@ -211,49 +191,69 @@ TEST_F(SupportReportTest, MenuDumpHasNoErrorSectionAndAsksToOpen) {
   EXPECT_EQ(editor.opened, (std::vector<std::string>{dir.File("support.txt")}));
 }
 
-TEST_F(SupportReportTest, ErrorsWhileTheBoxIsOpenOnlyRewriteTheReport) {
+TEST_F(SupportReportTest, ErrorsWhileTheBoxIsPostedOrOpenOnlyRewriteTheReport) {
   boxes.whileOpen = [this] {
     boxes.whileOpen = nullptr;
     reporter.Report("clDNSReq Check", "", 6, "Overflow");
     reporter.Report("frmMain Timer", "", 51, "Internal error");
+    reporter.MenuDump();
   };
   reporter.Report("modDNS ProcReq", "", 5, "Invalid procedure call or argument");
+  reporter.Report("modDNS ProcAns", "", 51, "Internal error");  // while posted
+  EXPECT_NE(dir.Read("support.txt").find("Module     : modDNS ProcAns\r\n"), std::string::npos);
+  EXPECT_EQ(prompts.RunAll(), 1);
   ASSERT_EQ(boxes.shown.size(), 1u);
   EXPECT_NE(boxes.shown[0].text.find("modDNS ProcReq"), std::string::npos);
-  EXPECT_NE(dir.Read("support.txt").find("Module     : frmMain Timer\r\n"), std::string::npos);
+  // The menu's report was the last one written.
+  EXPECT_EQ(dir.Read("support.txt").find("Error Description"), std::string::npos);
 
   reporter.Report("modDNS ProcAns", "", 6, "Overflow");  // the box is closed again
+  prompts.RunAll();
   EXPECT_EQ(boxes.shown.size(), 2u);
 }
 
 TEST_F(SupportReportTest, TheSameFaultWithinAMinuteIsReportedOnce) {
-  reporter.Report("modDNS ExtractName", "first", 28, "Out of stack space");
-  reporter.Report("modDNS ExtractName", "second", 28, "Out of stack space");
-  reporter.Report("modDNS ExtractName", "other number", 6, "Overflow");
+  auto report = [this](const char* additional, int number, const char* description) {
+    reporter.Report("modDNS ExtractName", additional, number, description);
+    prompts.RunAll();
+  };
+  report("first", 28, "Out of stack space");
+  report("second", 28, "Out of stack space");
+  report("other number", 6, "Overflow");
   EXPECT_EQ(boxes.shown.size(), 2u);
   EXPECT_NE(dir.Read("support.txt").find("Additional : other number\r\n"), std::string::npos);
   clock.Advance(SupportReporter::kRepeatSeconds);
-  reporter.Report("modDNS ExtractName", "later", 28, "Out of stack space");
+  report("later", 28, "Out of stack space");
   EXPECT_EQ(boxes.shown.size(), 3u);
   EXPECT_NE(dir.Read("support.txt").find("Additional : later\r\n"), std::string::npos);
 }
 
 TEST_F(SupportReportTest, ReportThatCannotBeCreatedAsksToMailTheError) {
   TempDir other;
-  SupportReporter lost(other.File("missing"), "korvane", options, clock, log, boxes, editor);
+  SupportReporter lost(other.File("missing"), "korvane", options, clock, log, boxes, editor, prompts);
   lost.Report("modMain AddLine", "", 57, "Device I/O error");
+  prompts.RunAll();
   ASSERT_EQ(boxes.shown.size(), 1u);
+  const std::string mail = "Please e-mail support@korvane.example and state\n"
+                           "the above error information along with any\n"
+                           "other information you think may be useful.";
   ExpectBox(boxes.shown[0], MessageButtons::OK, MessageIcon::Critical,
-            ErrorHead("57 Device I/O error", "modMain AddLine") +
-                "Please e-mail support@korvane.example and state\n"
-                "the above error information along with any\n"
-                "other information you think may be useful.");
+            ErrorHead("57 Device I/O error", "modMain AddLine") + mail);
   EXPECT_TRUE(boxes.shown[0].topmost);
   EXPECT_TRUE(editor.opened.empty());
+
+  // From the menu both boxes come in place: what to mail, then the question.
+  boxes.answer = MessageAnswer::Yes;
+  lost.MenuDump();
+  EXPECT_TRUE(prompts.held.empty());
+  ASSERT_EQ(boxes.shown.size(), 3u);
+  EXPECT_EQ(boxes.shown[1].text, "An error has occured in Korvane!\n\nError: 0 \n\n" + mail);
+  EXPECT_EQ(boxes.shown[2].icon, MessageIcon::Question);
+  EXPECT_EQ(editor.opened.size(), 1u);
 }
 
 TEST_F(SupportReportTest, FailedFactsEndTheirSections) {
-  SupportReporter lost(dir.File("missing"), "korvane", options, clock, log, boxes, editor);
+  SupportReporter lost(dir.File("missing"), "korvane", options, clock, log, boxes, editor, prompts);
   lost.SetSystemFactsSource([] { return SystemFacts{}; });
   std::string text = lost.ReportText("", "", 0, "");
   EXPECT_NE(text.find(CrLf({"Version   : " + Version(), "** Error getting Application info!", "",

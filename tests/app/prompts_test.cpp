@@ -1,6 +1,9 @@
-#include "app/ui.h"
+#include "app/prompts.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +12,7 @@
 #include <vector>
 #include <string>
 
+#include "app/app_world.h"
 #include "support/fakes.h"
 
 using namespace korvane;
@@ -77,6 +81,48 @@ TEST(SystemTextEditor, ChoosesVisualThenEditorThenXdgOpen) {
     if (c.path) env.Set("PATH", c.path);
     EXPECT_EQ(SystemTextEditor().Open(file), c.opened) << (c.visual ? c.visual : "-") << " " << (c.editor ? c.editor : "-");
   }
+}
+
+TEST(SystemTextEditor, TheEditorGetsItsArgumentsAndThePathAndIsNotWaitedFor) {
+  TempDir dir;
+  // Writes its arguments, one a line, once the test lets it go on.
+  dir.Write("editor", "#!/bin/sh\nfor i in $(seq 500); do [ -e \"$0.go\" ] && break; sleep 0.01; done\n"
+                      "printf '%s\\n' \"$@\" > \"$0.args\"\n");
+  chmod(dir.File("editor").c_str(), 0755);
+  Environment env;
+  env.Set("VISUAL", nullptr);
+  env.Set("EDITOR", (dir.File("editor") + " -n  +1").c_str());
+  ASSERT_TRUE(SystemTextEditor().Open("/tmp/a file.txt"));
+  dir.Write("editor.go", "");
+  for (int i = 0; i < 500 && dir.Read("editor.args").empty(); ++i) usleep(10000);
+  EXPECT_EQ(dir.Read("editor.args"), "-n\n+1\n/tmp/a file.txt\n");
+}
+
+TEST(EventLoopPrompts, RunAfterTheHandlerInOrderAndOneAtATime) {
+  EnsureEventLoop();
+  std::vector<std::string> ran;
+  {
+    EventLoopPrompts prompts;
+    prompts.Post([&] {
+      ran.push_back("first");
+      prompts.Post([&] { ran.push_back("third"); });
+      RunEvents();  // the event loop of an open box
+      ran.push_back("first closed");
+    });
+    prompts.Post([&] { ran.push_back("second"); });
+    EXPECT_TRUE(ran.empty());
+    RunEvents();
+    EXPECT_EQ(ran, (std::vector<std::string>{"first", "first closed", "second", "third"}));
+
+    prompts.Post([&] { ran.push_back("at close"); });
+    prompts.RunPending();
+    RunEvents();
+    EXPECT_EQ(ran.size(), 5u);
+    EXPECT_EQ(ran.back(), "at close");
+    prompts.Post([&] { ran.push_back("dropped"); });
+  }
+  RunEvents();
+  EXPECT_EQ(ran.size(), 5u);
 }
 
 }  // namespace

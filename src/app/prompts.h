@@ -1,9 +1,15 @@
 // What the shell asks of the person at the screen: message boxes and the
-// text editor. The windowed shell implements these with Qt; headless runs and
-// tests use the implementations below or their own recorders.
+// text editor, and the queue that holds back a box until the handler that
+// wanted it has returned. The windowed shell implements the boxes with Qt;
+// headless runs and tests use the implementations below or their own
+// recorders.
 #pragma once
 
+#include <QObject>
+
 #include <cstdio>
+#include <deque>
+#include <functional>
 #include <string>
 
 namespace korvane {
@@ -15,7 +21,8 @@ enum class MessageAnswer { OK, Cancel, Yes, No };
 class MessageBoxes {
  public:
   virtual ~MessageBoxes() = default;
-  // Shows `text` (lines separated by "\n") and waits for the answer.
+  // Shows `text` (lines separated by "\n") and waits for the answer; a
+  // windowed implementation runs a nested event loop meanwhile.
   // `defaultNo` makes No the default button of a Yes/No box; `topmost` keeps
   // the box above all other windows.
   virtual MessageAnswer Show(const std::string& text, MessageButtons buttons = MessageButtons::OK,
@@ -48,6 +55,32 @@ class TextEditor {
 class SystemTextEditor : public TextEditor {
  public:
   bool Open(const std::string& path) override;
+};
+
+// Runs a prompt once the handler that is running has returned. A box opened
+// from inside an engine would run the event loop there, and a datagram or a
+// timer tick could then enter the engine again.
+class PromptQueue {
+ public:
+  virtual ~PromptQueue() = default;
+  virtual void Post(std::function<void()> prompt) = 0;
+};
+
+// Runs the prompts from the Qt event loop of this thread, in order and one
+// at a time (a prompt posted while another's box is open waits for it).
+// Prompts still waiting when the queue goes are dropped.
+class EventLoopPrompts : public PromptQueue {
+ public:
+  void Post(std::function<void()> prompt) override;
+  // Runs the waiting prompts now: for a handler of the event loop that may
+  // not see the loop again (the close).
+  void RunPending();
+
+ private:
+  std::deque<std::function<void()>> waiting_;
+  bool drainPosted_ = false;
+  bool running_ = false;
+  QObject context_;
 };
 
 }  // namespace korvane

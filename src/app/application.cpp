@@ -291,12 +291,8 @@ void Application::WatchLeaseExpiry() {
   const DateTime now = clock_.Now();
   const bool ranOut = nextLeaseExpiry_ > 0 && now >= nextLeaseExpiry_;
   if (!ranOut && !leaseExpiryStale_) return;
-  // A walk over the table at most once a second, however busy the server.
   leaseExpiryStale_ = false;
-  nextLeaseExpiry_ = 0;
-  for (const clLease& lease : dhcp_.Leases())
-    if (lease.Expires > now && (nextLeaseExpiry_ == 0 || lease.Expires < nextLeaseExpiry_))
-      nextLeaseExpiry_ = lease.Expires;
+  nextLeaseExpiry_ = dhcp_.NextExpiry().value_or(0);
   if (ranOut) emit LeasesChanged();
 }
 

@@ -4,7 +4,7 @@
 
 #include "dns/engine.h"
 #include "dns/request.h"
-#include "dns/zone_names.h"
+#include "wire/zone_names.h"
 #include "wire/dns_codec.h"
 
 namespace korvane {

@@ -5,7 +5,7 @@
 #include <exception>
 
 #include "dns/engine.h"
-#include "dns/zone_names.h"
+#include "wire/zone_names.h"
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 

@@ -5,21 +5,18 @@
 
 #include "wire/bounded_reader.h"
 #include "wire/ip.h"
+#include "wire/text.h"
 
 namespace korvane {
 
 namespace modDNS {
 
+using text::TrimSpaces;
+
 namespace {
 
 constexpr std::string_view kIncomplete = "incomplete.";
 constexpr uint8_t kPointerFlag = 192;
-
-std::string_view TrimSpaces(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
 
 void AppendLower(std::string& out, std::string_view label) {
   for (char c : label) out.push_back(c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c);

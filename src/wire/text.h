@@ -1,4 +1,6 @@
-// Small text helpers shared by the store's file readers and writers.
+// Small text helpers for the files and texts the program reads and writes:
+// trimming, splitting into lines and words, and the lenient number reading
+// the record files and addresses use. The one set for every folder.
 #pragma once
 
 #include <cstdint>
@@ -8,27 +10,30 @@
 
 namespace korvane {
 
-namespace storetext {
+namespace text {
 
+// Blanks only (not tabs): callers turn tabs into blanks first where a file
+// allows them.
 std::string_view TrimSpaces(std::string_view text);
 std::string_view TrimLeftSpaces(std::string_view text);
 std::string_view TrimRightSpaces(std::string_view text);
 std::string Upper(std::string_view text);
 void TabsToSpaces(std::string& text);
-// The leading decimal number of `text` (optional sign, digits, fraction);
-// 0 when the text does not start with one.
+// The leading number of `text`, read leniently: optional sign, digits,
+// optional decimal part; no blanks are skipped. 0 when the text does not
+// start with a number. Very long digit strings saturate near 1e15.
 double LeadingNumber(std::string_view text);
 // The value rounded half to even and held inside the 32-bit signed range.
 int32_t RoundToInt32(double value);
-// A number as the record files show it: one leading space when it is not
+// A number as the record files show it: one leading blank when it is not
 // negative.
 std::string NumberText(int64_t value);
 // The physical lines of a file, without their LF or CR LF; the last line
-// may lack its end. `ends` holds the byte offset after each line.
+// may lack its end. `ends` receives the byte offset after each line.
 std::vector<std::string> SplitLines(std::string_view content, std::vector<std::size_t>* ends = nullptr);
-// Words separated by one or more spaces.
+// Words separated by one or more blanks.
 std::vector<std::string> SplitWords(std::string_view text);
 
-}  // namespace storetext
+}  // namespace text
 
 }  // namespace korvane

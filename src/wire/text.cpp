@@ -1,14 +1,12 @@
-#include "store/text.h"
+#include "wire/text.h"
 
 #include <cctype>
 #include <cmath>
 #include <limits>
 
-#include "wire/ip.h"
-
 namespace korvane {
 
-namespace storetext {
+namespace text {
 
 std::string_view TrimLeftSpaces(std::string_view text) {
   std::size_t first = text.find_first_not_of(' ');
@@ -34,7 +32,27 @@ void TabsToSpaces(std::string& text) {
 }
 
 double LeadingNumber(std::string_view text) {
-  return modIP::LeadingNumber(TrimLeftSpaces(text));
+  // Anything far above an octet or a TTL saturates; the cap keeps huge digit
+  // strings finite.
+  constexpr double kCap = 1e15;
+  std::size_t at = 0;
+  bool negative = false;
+  if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
+    negative = text[at] == '-';
+    ++at;
+  }
+  double value = 0;
+  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+    if (value < kCap) value = value * 10 + (text[at] - '0');
+  }
+  if (at < text.size() && text[at] == '.') {
+    double scale = 0.1;
+    for (++at; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+      value += (text[at] - '0') * scale;
+      scale /= 10;
+    }
+  }
+  return negative ? -value : value;
 }
 
 int32_t RoundToInt32(double value) {
@@ -78,6 +96,6 @@ std::vector<std::string> SplitWords(std::string_view text) {
   return words;
 }
 
-}  // namespace storetext
+}  // namespace text
 
 }  // namespace korvane

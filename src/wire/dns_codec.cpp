@@ -162,24 +162,29 @@ std::string UnzipName(std::string_view message, int offset, ErrorReporter& error
   return out;
 }
 
-std::string ExtractName(std::string_view message, std::string_view& remainder, bool update,
-                        ErrorReporter& errors) {
-  BoundedReader in(remainder);
+std::string TakeName(std::string_view message, BoundedReader& in, ErrorReporter& errors) {
   std::string out;
   LabelRun run = ReadLabels(in, out);
   if (run.kind == LabelRun::kTruncated) {
-    if (update) remainder = {};
+    in.Drain();
     return std::string(kIncomplete);
   }
   if (run.kind == LabelRun::kPointer &&
       DecodeAt(message, run.target, 1, out) == Chain::kTooLong) {
     ReportTooLong(errors, "modDNS ExtractName");
-    if (update) remainder = {};
+    in.Drain();
     return "";
   }
-  if (update) remainder = in.Rest();
   if (out.empty()) return ".";
   return out;
+}
+
+std::string ExtractName(std::string_view message, std::string_view& remainder, bool update,
+                        ErrorReporter& errors) {
+  BoundedReader in(remainder);
+  std::string name = TakeName(message, in, errors);
+  if (update) remainder = in.Rest();
+  return name;
 }
 
 int32_t ExtractShort(std::string_view& remainder, bool update) {

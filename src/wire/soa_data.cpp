@@ -50,9 +50,14 @@ std::string SoaData::Pack() const {
   data += '\0';
   data += Mailbox;
   data += '\0';
+  return data + NumberBytes();
+}
+
+std::string SoaData::NumberBytes() const {
+  std::string bytes;
   for (uint32_t number : Numbers())
-    for (int shift = 24; shift >= 0; shift -= 8) data += static_cast<char>((number >> shift) & 255);
-  return data;
+    for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>((number >> shift) & 255);
+  return bytes;
 }
 
 }  // namespace modDNS

@@ -29,6 +29,8 @@ struct SoaData {
   static bool WellFormed(std::string_view data);
   // The Data layout of these values.
   std::string Pack() const;
+  // The 20 number bytes that end the layout (and the record's wire data).
+  std::string NumberBytes() const;
 
   // Serial, refresh, retry, expire, minimum.
   std::array<uint32_t, 5> Numbers() const { return {Serial, Refresh, Retry, Expire, Minimum}; }

@@ -191,6 +191,7 @@ void clDNSRequest::SendAnswer() {
       host_.SubRequestDone(serial_);
       return;
     }
+    const DateTime now = store_.clock.Now();
     if (!AA_ && !RD) AddReferral();
 
     const std::string typeName = modDNS::RTypeN(RecType);
@@ -202,7 +203,7 @@ void clDNSRequest::SendAnswer() {
     } else {
       store_.log.AddLine("-> Header: " + modDNS::RCodeN(rcode_));
     }
-    const std::string message = BuildAnswer(store_.clock.Now());
+    const std::string message = BuildAnswer(now);
     SendError error;
     if (!host_.AnswerSocket().Send(FromIP, FromPort, message, LocalAddress, error))
       store_.log.AddLine("SA-WS Error " + std::to_string(error.number) + " " + error.description);

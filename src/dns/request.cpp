@@ -74,8 +74,8 @@ void clDNSRequest::Resolve(DateTime now, Resolution& found) {
     for (const auto& it : store_.records.PermanentZoneRecords()) {
       if (it->RootHint) continue;
       // Deliberately no test that the match starts at a label: authority is
-      // the documented whole-string suffix rule, so "wwwexample.com." lies
-      // under "example.com." as operators' zones have always been read.
+      // a suffix match on whole strings, the rule this server has always
+      // answered by, so "wwwexample.com." counts as inside "example.com.".
       // ((name + ".") ending in (zone + ".") is the names' own suffix test.)
       if (EndsWith(currentName_, it->Name)) {
         AA_ = true;

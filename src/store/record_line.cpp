@@ -30,6 +30,12 @@ bool HasOctetAbove255(std::string_view address) {
   return false;
 }
 
+// The text before the first ";".
+void CutComment(std::string& line) {
+  std::size_t semicolon = line.find(';');
+  if (semicolon != std::string::npos) line.erase(semicolon);
+}
+
 // Only digits, no sign, no leading zero, and small enough for a TTL.
 std::optional<int64_t> PlainNumber(std::string_view token) {
   if (token.empty() || token.size() > 10) return std::nullopt;
@@ -149,22 +155,11 @@ bool PoolOf(const StoreContext& ctx, const RecordLine& record, clDHCPif& pool) {
   return true;
 }
 
-namespace {
-
-// The text before the first ";".
-void CutComment(std::string& line) {
-  std::size_t semicolon = line.find(';');
-  if (semicolon != std::string::npos) line.erase(semicolon);
-}
-
-}  // namespace
-
 bool ForEachLogicalLine(std::string_view content,
                         const std::function<void(std::string line, std::size_t end)>& take) {
-  std::vector<std::size_t> ends;
-  std::vector<std::string> lines = SplitLines(content, &ends);
-  for (std::size_t i = 0; i < lines.size(); ++i) {
-    std::string line = std::move(lines[i]);
+  LineReader lines(content);
+  for (std::string_view physical; lines.Next(physical);) {
+    std::string line(physical);
     TabsToSpaces(line);
     CutComment(line);
     line = std::string(TrimRightSpaces(line));
@@ -172,8 +167,8 @@ bool ForEachLogicalLine(std::string_view content,
     if (!line.empty() && line.back() == '(') {
       line.pop_back();
       bool closed = false;
-      while (!closed && ++i < lines.size()) {
-        std::string more = std::move(lines[i]);
+      while (!closed && lines.Next(physical)) {
+        std::string more(physical);
         TabsToSpaces(more);
         more = std::string(TrimSpaces(more));
         CutComment(more);
@@ -187,7 +182,7 @@ bool ForEachLogicalLine(std::string_view content,
       }
       if (!closed) return false;
     }
-    take(std::move(line), ends[i]);
+    take(std::move(line), lines.Offset());
   }
   return true;
 }

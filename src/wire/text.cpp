@@ -67,18 +67,20 @@ std::string NumberText(int64_t value) {
   return value >= 0 ? " " + std::to_string(value) : std::to_string(value);
 }
 
-std::vector<std::string> SplitLines(std::string_view content, std::vector<std::size_t>* ends) {
+bool LineReader::Next(std::string_view& line) {
+  if (at_ >= content_.size()) return false;
+  std::size_t newline = content_.find('\n', at_);
+  std::size_t stop = newline == std::string_view::npos ? content_.size() : newline;
+  line = content_.substr(at_, stop - at_);
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  at_ = newline == std::string_view::npos ? content_.size() : newline + 1;
+  return true;
+}
+
+std::vector<std::string> SplitLines(std::string_view content) {
   std::vector<std::string> lines;
-  std::size_t start = 0;
-  while (start < content.size()) {
-    std::size_t newline = content.find('\n', start);
-    std::size_t stop = newline == std::string_view::npos ? content.size() : newline;
-    std::string_view line = content.substr(start, stop - start);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    lines.emplace_back(line);
-    start = newline == std::string_view::npos ? content.size() : newline + 1;
-    if (ends) ends->push_back(start);
-  }
+  LineReader reader(content);
+  for (std::string_view line; reader.Next(line);) lines.emplace_back(line);
   return lines;
 }
 

@@ -28,9 +28,22 @@ int32_t RoundToInt32(double value);
 // A number as the record files show it: one leading blank when it is not
 // negative.
 std::string NumberText(int64_t value);
-// The physical lines of a file, without their LF or CR LF; the last line
-// may lack its end. `ends` receives the byte offset after each line.
-std::vector<std::string> SplitLines(std::string_view content, std::vector<std::size_t>* ends = nullptr);
+// The physical lines of a file one at a time, without their LF or CR LF;
+// the last line may lack its end.
+class LineReader {
+ public:
+  explicit LineReader(std::string_view content) : content_(content) {}
+  // False after the last line.
+  bool Next(std::string_view& line);
+  // The byte offset just after the line read last.
+  std::size_t Offset() const { return at_; }
+
+ private:
+  std::string_view content_;
+  std::size_t at_ = 0;
+};
+// All the lines of LineReader at once.
+std::vector<std::string> SplitLines(std::string_view content);
 // Words separated by one or more blanks.
 std::vector<std::string> SplitWords(std::string_view text);
 

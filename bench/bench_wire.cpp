@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "wire/dns_codec.h"
+#include "wire/dns_message.h"
 
 using namespace korvane;
 
@@ -61,5 +62,21 @@ void BM_ExtractName(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kNames.size()));
 }
 BENCHMARK(BM_ExtractName);
+
+// A whole answer of ten A records decoded, as a reply from another server is.
+void BM_DecodeMessage(benchmark::State& state) {
+  std::string message = BuildAnswer(nullptr);
+  message[5] = 0;  // the records stand where the question would
+  if (modDNS::DecodeMessage(message).Records.size() != kNames.size()) {
+    state.SkipWithError("the answer does not decode");
+    return;
+  }
+  for (auto _ : state) {
+    modDNS::DnsMessage decoded = modDNS::DecodeMessage(message);
+    benchmark::DoNotOptimize(decoded);
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kNames.size()));
+}
+BENCHMARK(BM_DecodeMessage);
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "store/files.h"
-#include "store/text.h"
+#include "wire/text.h"
 #include "wire/clean_name.h"
 #include "wire/ip.h"
 
@@ -46,7 +46,7 @@ int32_t LeadingNumber(const std::string& text) {
       number += exponent;
     }
   }
-  return storetext::RoundToInt32(std::strtod(number.c_str(), nullptr));
+  return text::RoundToInt32(std::strtod(number.c_str(), nullptr));
 }
 
 void LoadOptions(const std::string& path, Options& options, ErrorReporter& errors) {
@@ -60,11 +60,11 @@ void LoadOptions(const std::string& path, Options& options, ErrorReporter& error
   for (std::string line; std::getline(file, line);) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     size_t colon = line.find(':');
-    std::string key = storetext::Upper(storetext::TrimBlanks(std::string_view(line).substr(0, colon)));
+    std::string key = text::Upper(text::TrimBlanks(std::string_view(line).substr(0, colon)));
     std::string raw = colon == std::string::npos
                           ? ""
-                          : std::string(storetext::TrimBlanks(std::string_view(line).substr(colon + 1)));
-    std::string value = storetext::Upper(raw);
+                          : std::string(text::TrimBlanks(std::string_view(line).substr(colon + 1)));
+    std::string value = text::Upper(raw);
     if (key == "NAME") {
       options.NAME = CleanName(value);
     } else if (key == "HOSTS") {

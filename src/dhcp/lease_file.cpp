@@ -3,7 +3,7 @@
 
 #include "dhcp/dhcp_server.h"
 #include "store/files.h"
-#include "store/text.h"
+#include "wire/text.h"
 #include "wire/clean_name.h"
 #include "wire/datetime.h"
 #include "wire/ip.h"
@@ -24,7 +24,7 @@ bool SplitField(std::string_view& rest, std::string_view& field) {
   std::size_t blank = rest.find(' ');
   if (blank == std::string_view::npos) return false;
   field = rest.substr(0, blank);
-  rest = storetext::TrimSpaces(rest.substr(blank + 1));
+  rest = text::TrimSpaces(rest.substr(blank + 1));
   return true;
 }
 
@@ -86,9 +86,9 @@ void DhcpServer::Load() {
   try {
     leases_.Clear();
     std::optional<std::string> content = ReadWholeFile(LeaseFilePath());
-    for (const std::string& text : storetext::SplitLines(content ? *content : std::string_view())) {
-      std::string_view line = text;
-      line = storetext::TrimSpaces(line.substr(0, line.find(';')));
+    text::LineReader lines(content ? std::string_view(*content) : std::string_view());
+    for (std::string_view line; lines.Next(line);) {
+      line = text::TrimSpaces(line.substr(0, line.find(';')));
       std::string_view name, address, clientID;
       if (!SplitField(line, name) || !SplitField(line, address) || !SplitField(line, clientID))
         continue;

@@ -13,6 +13,14 @@
 // dropped); unexpected failures go to the store's error reporter with the
 // procedure's tag ("modDNS ProcReq", "modDNS ProcAns", "frmMain Timer",
 // "clDNSReq Check", ...) and the call returns.
+//
+// One call at a time: a datagram, a tick or a pause that arrives while one
+// of them runs (the shell ran a nested event loop from inside a callback:
+// the log, the error reporter, a sender, the timer switch) would find
+// requests half-way through and could delete one still in use. Such a call
+// is ignored, and logged at most once a minute ("DNS engine busy: a nested
+// call was ignored."); a nested Pause() is not lost: the engine stops taking
+// datagrams at once and drops its requests when the running call returns.
 #pragma once
 
 #include <cstdint>
@@ -24,33 +32,35 @@
 #include <vector>
 
 #include "dns/request.h"
+#include "dns/request_host.h"
 #include "store/lease_source.h"
 #include "store/store.h"
+#include "wire/dns_message.h"
 #include "wire/services.h"
 
 namespace korvane {
 
-class DnsEngine {
+class DnsEngine : private RequestHost {
  public:
   static constexpr int kTimerIntervalMs = 1000;
   static constexpr int kCleanIntervalMs = 60000;
   // Most requests held at once; a request that would have to wait beyond
   // this is answered at once with "Server Failure".
   static constexpr std::size_t kMaxRequests = 10000;
-  static constexpr int kMaxQueriesPerRequest = 16;
-  static constexpr int kMaxAliasHops = 16;
-  static constexpr int kMaxSubRequests = 4;   // per request
-  static constexpr int kMaxSubDepth = 3;      // sub-requests of sub-requests
-  static constexpr int kDnsPort = 53;
-  // Most records one reply carries, and the size past which no further
-  // record is started (compression pointers reach 16383 bytes).
-  static constexpr std::size_t kMaxReplyRecords = 256;
-  static constexpr std::size_t kMaxReplyBytes = 12000;
+  static constexpr int kMaxQueriesPerRequest = clDNSRequest::kMaxQueries;
+  static constexpr int kMaxAliasHops = clDNSRequest::kMaxAliasHops;
+  static constexpr int kDnsPort = clDNSRequest::kDnsPort;
+  static constexpr std::size_t kMaxReplyRecords = clDNSRequest::kMaxReplyRecords;
+  static constexpr std::size_t kMaxReplyBytes = clDNSRequest::kMaxReplyBytes;
+  // Nested calls are logged at most this often.
+  static constexpr double kBusyLogInterval = 60;
 
-  // `leases` may be null (no DHCP service).
+  // `leases` may be null (no DHCP service). Until SetRandom is called the
+  // choice among name servers uses a generator seeded by the system's
+  // random device.
   DnsEngine(StoreContext& store, DatagramSender& WSDNS, DatagramSender& WSDNS2,
             LeaseSource* leases = nullptr);
-  ~DnsEngine();
+  ~DnsEngine() override;
   DnsEngine(const DnsEngine&) = delete;
   DnsEngine& operator=(const DnsEngine&) = delete;
 
@@ -91,19 +101,40 @@ class DnsEngine {
   int32_t TickCounter() const { return tickCounter_; }
 
  private:
-  friend class clDNSRequest;
+  class Entry;
 
+  // RequestHost: what the requests may reach.
+  StoreContext& Store() override { return store_; }
+  LeaseSource* Leases() override { return leases_; }
+  DatagramSender& AnswerSocket() override { return WSDNS_; }
+  DatagramSender& QuerySocket() override { return WSDNS2_; }
+  uint64_t NewSerial() override { return nextSerial_++; }
+  bool Holds(uint64_t serial) const override { return Find(serial) != nullptr; }
+  bool Full() const override { return requests_.size() >= kMaxRequests; }
+  void AddSubRequest(std::unique_ptr<clDNSRequest> sub) override;
+  void CheckSoon(uint64_t serial) override { pendingChecks_.push_back(serial); }
+  void SubRequestDone(uint64_t serial) override;
+  int32_t NextQueryId() override;
+  double Random() override;
+  void EnableTimer() override { SwitchTimer(true); }
+
+  void RunProcReq(const std::string& host, int port, std::string_view data,
+                  const std::string& localAddress);
+  void RunProcAns(const std::string& host, std::string_view data);
   void NotImplemented(const std::string& host, int port, std::string_view data,
                       const std::string& text, const std::string& localAddress);
   void AddRequest(std::unique_ptr<clDNSRequest> request);
   clDNSRequest* Find(uint64_t serial) const;
-  void QueueCheck(uint64_t serial);
   void RunPendingChecks();
-  void EnableTimer(bool on);
-  int32_t NextQueryId();
-  double Random();
-  void Report(const std::string& tag, const std::exception& e);
+  void SwitchTimer(bool on);
+  void StopWork();
+  void RefuseNested();
+
+  // Taking a reply (reply.cpp): match it to the request that asked, store
+  // what it carries, wake the requests that wait for its question.
   void TakeReply(const std::string& host, std::string_view data);
+  clDNSRequest* ReplyOwner(const std::string& host, int32_t id, const modDNS::Question& question);
+  void WakeAskers(const clDNSRequest& owner, const ReplyOutcome& outcome, int16_t questionType);
 
   StoreContext& store_;
   DatagramSender& WSDNS_;
@@ -120,9 +151,11 @@ class DnsEngine {
   int32_t queryId_ = 0;
   int32_t tickCounter_ = 0;
   uint64_t nextSerial_ = 1;
-};
 
-// Section names of a DNS message, as the log writes them (1 "Question" ... 4 "Additional").
-const std::string& SectionName(int section);
+  bool busy_ = false;            // a call from outside is running
+  bool pauseDeferred_ = false;   // Pause() came nested: drop the requests on return
+  bool busyLogged_ = false;
+  DateTime busyLoggedAt_ = 0;
+};
 
 }  // namespace korvane

@@ -2,15 +2,14 @@
 #include <cmath>
 #include <exception>
 
-#include "dns/engine.h"
 #include "dns/request.h"
-#include "dns/zone_names.h"
 #include "wire/dns_codec.h"
+#include "wire/zone_names.h"
 
 namespace korvane {
 
 void clDNSRequest::GatherServers() {
-  const Options& options = engine_.store_.options;
+  const Options& options = store_.options;
   if (options.RECURSIONOUT) {
     for (const std::string& address : options.NS) nservs_.push_back({"external", address});
     return;
@@ -42,12 +41,11 @@ void clDNSRequest::GatherServers() {
 
 bool clDNSRequest::ExtResolve() {
   try {
-    StoreContext& store = engine_.store_;
-    const DateTime now = store.clock.Now();
+    const DateTime now = store_.clock.Now();
     const bool sameQuestion = queries_ > 0 && currentName_ == LastQ && RecType == LastQType;
     // Checked again before the server had its time: keep waiting.
     if (sameQuestion && !regather_ && awaitingReply_ && now < TimeOut) return true;
-    if (queries_ >= DnsEngine::kMaxQueriesPerRequest) return false;
+    if (queries_ >= kMaxQueries) return false;
 
     if (!sameQuestion || regather_) {
       nservs_.clear();
@@ -68,40 +66,42 @@ bool clDNSRequest::ExtResolve() {
     }
     if (nservs_.empty()) return false;
 
-    auto index = static_cast<std::size_t>(std::floor(engine_.Random() * nservs_.size()));
+    auto index = static_cast<std::size_t>(std::floor(host_.Random() * nservs_.size()));
     if (index >= nservs_.size()) index = nservs_.size() - 1;
     const clNServ server = nservs_[index];
 
-    const int32_t id = engine_.NextQueryId();
     LastQ = currentName_;
     LastQType = RecType;
-    LastQID = id;
+    LastQID = host_.NextQueryId();
     TimeOut = now + 2;
     lastServer_ = server.Address;
     awaitingReply_ = true;
     ++queries_;
-
-    std::string query = modDNS::MakeShort(id);
-    // Recursion is wanted of a configured resolver, not of the servers we walk.
-    query += static_cast<char>(store.options.RECURSIONOUT ? 1 : 0);
-    query += '\0';
-    query += modDNS::MakeShort(1);
-    query.append(6, '\0');
-    query += modDNS::ZipName("", LastQ, store.errors);
-    query += modDNS::MakeShort(static_cast<uint16_t>(LastQType));
-    query += modDNS::MakeShort(1);
-
-    store.log.AddLine("Sending request to " + server.Address + " (" + server.Name + ") for " +
-                      modDNS::RTypeN(LastQType) + "-record for " + LastQ);
-    SendError error;
-    if (!engine_.WSDNS2_.Send(server.Address, DnsEngine::kDnsPort, query, "", error))
-      store.log.AddLine("XR-WS Error " + std::to_string(error.number) + " " + error.description);
-    engine_.EnableTimer(true);
+    SendQuery(server);
+    host_.EnableTimer();
     return true;
   } catch (const std::exception& e) {
-    engine_.Report("clDNSReq ExtResolve", e);
+    ReportException(store_.errors, "clDNSReq ExtResolve", e);
     return false;
   }
+}
+
+void clDNSRequest::SendQuery(const clNServ& server) {
+  std::string query = modDNS::MakeShort(LastQID);
+  // Recursion is wanted of a configured resolver, not of the servers we walk.
+  query += static_cast<char>(store_.options.RECURSIONOUT ? 1 : 0);
+  query += '\0';
+  query += modDNS::MakeShort(1);
+  query.append(6, '\0');
+  query += modDNS::ZipName("", LastQ, store_.errors);
+  query += modDNS::MakeShort(static_cast<uint16_t>(LastQType));
+  query += modDNS::MakeShort(1);
+
+  store_.log.AddLine("Sending request to " + server.Address + " (" + server.Name + ") for " +
+                     modDNS::RTypeN(LastQType) + "-record for " + LastQ);
+  SendError error;
+  if (!host_.QuerySocket().Send(server.Address, kDnsPort, query, "", error))
+    store_.log.AddLine("XR-WS Error " + std::to_string(error.number) + " " + error.description);
 }
 
 }  // namespace korvane

@@ -4,16 +4,16 @@
 #include <cmath>
 #include <exception>
 
-#include "dns/engine.h"
-#include "dns/zone_names.h"
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
+#include "wire/zone_names.h"
 
 namespace korvane {
 
 using dnsnames::EndsWith;
 
-clDNSRequest::clDNSRequest(DnsEngine& engine) : engine_(engine), serial_(engine.nextSerial_++) {}
+clDNSRequest::clDNSRequest(RequestHost& host)
+    : host_(host), store_(host.Store()), serial_(host.NewSerial()) {}
 
 const std::vector<clDNSRecord>& clDNSRequest::Section(int section) const {
   static const std::vector<clDNSRecord> none;
@@ -29,116 +29,134 @@ bool clDNSRequest::Check() {
   try {
     if (answered_) return true;
     if (waitingSub_) {
-      if (engine_.Find(SubRequest)) return false;
+      if (host_.Holds(SubRequest)) return false;
       // The sub-request left without waking us (it failed): carry on.
       waitingSub_ = false;
       SubRequest = 0;
       regather_ = true;
     }
-    StoreContext& store = engine_.store_;
-    const DateTime now = store.clock.Now();
+    const DateTime now = store_.clock.Now();
     if (currentName_.empty()) currentName_ = Name;
 
-    bool complete = false;
-    bool nameExists = false;
-    const clDNSRecord* zoneRecord = nullptr;
-    AA_ = false;
-    for (int hops = 0;; ++hops) {
-      // The whole-string suffix test of (name + ".") against (zone + ".")
-      // is a suffix test of the names themselves.
-      for (const auto& it : store.records.PermanentZoneRecords()) {
-        if (it->RootHint) continue;
-        if (EndsWith(currentName_, it->Name)) {
-          AA_ = true;
-          zoneRecord = &*it;
-        }
-      }
-      if (RecType == RecordType::kA || RecType == RecordType::kPTR) {
-        std::size_t before = answer_.size();
-        AddLeaseAnswers(now);
-        if (answer_.size() > before) complete = true;
-      }
-
-      const std::string* alias = nullptr;
-      for (const auto& it : store.records.Named(currentName_)) {
-        const clDNSRecord& record = *it;
-        nameExists = true;
-        const int type = record.RecType;
-        if (RecType == RecordType::kAll && type < RecordType::kNegativeBase) {
-          SectionAdd(2, record);
-          complete = true;
-        } else if (type == RecType) {
-          SectionAdd(2, record);
-          complete = true;
-          if (type == RecordType::kMX) AddAddl(record.Data);
-        } else if (type == RecordType::kCNAME) {
-          SectionAdd(2, record);
-          alias = &record.Data;
-          break;
-        } else if (type == RecordType::kNameError || type - RecordType::kNegativeBase == RecType) {
-          if (type == RecordType::kNameError) rcode_ = 3;
-          complete = true;
-          for (const auto& soa : store.records.Named(record.Data)) {
-            if (soa->RecType == RecordType::kSOA) {
-              SectionAdd(3, *soa);
-              break;
-            }
-          }
-        }
-      }
-      if (!alias) break;
-      if (hops >= DnsEngine::kMaxAliasHops) {
-        // An alias chain this long is a loop or an attack.
-        rcode_ = 2;
-        complete = true;
-        break;
-      }
-      currentName_ = *alias;
-    }
-
+    Resolution found;
+    Resolve(now, found);
     if (AA_) {
-      if (!nameExists && answer_.empty())
+      if (!found.nameExists && answer_.empty())
         rcode_ = 3;
-      else if (!complete && zoneRecord)
-        SectionAdd(3, *zoneRecord);
-      complete = true;
+      else if (!found.complete && found.zoneRecord)
+        SectionAdd(3, *found.zoneRecord);
+      found.complete = true;
     }
     // The servers have said all they know of this name.
-    if (!complete && !finalFor_.empty() && finalFor_ == currentName_) complete = true;
-
-    if (complete || !RD) {
-      if (store.options.AUTOCNAME && CNAMERes()) return false;
-      SendAnswer();
-      answered_ = true;
-      return true;
-    }
-    if (!queued_ && engine_.requests_.size() >= DnsEngine::kMaxRequests) {
-      rcode_ = 2;
-      SendAnswer();
-      answered_ = true;
-      return true;
-    }
-    if (ExtResolve()) {
-      askedExternally_ = false;
-      return false;
-    }
-    const bool givenUp = askedExternally_;
-    TimeOut = now + 10;
-    askedExternally_ = true;
-    if (givenUp) {
-      answered_ = true;
-      WakeWaiters();
-    }
-    return givenUp;
+    if (!found.complete && !finalFor_.empty() && finalFor_ == currentName_) found.complete = true;
+    return Conclude(found.complete, now);
   } catch (const std::exception& e) {
-    engine_.Report("clDNSReq Check", e);
+    ReportException(store_.errors, "clDNSReq Check", e);
     answered_ = true;
     return true;
   }
 }
 
+bool clDNSRequest::TakeOutcome(const ReplyOutcome& outcome) {
+  if (outcome.Useful) {
+    regather_ = true;
+    awaitingReply_ = false;
+    if (outcome.Final) finalFor_ = outcome.Question;
+  } else {
+    TimeOut = store_.clock.Now();
+  }
+  return Check();
+}
+
+void clDNSRequest::Resolve(DateTime now, Resolution& found) {
+  AA_ = false;
+  for (int hops = 0;; ++hops) {
+    for (const auto& it : store_.records.PermanentZoneRecords()) {
+      if (it->RootHint) continue;
+      // Deliberately no test that the match starts at a label: authority is
+      // a suffix match on whole strings, the rule this server has always
+      // answered by, so "wwwexample.com." counts as inside "example.com.".
+      // ((name + ".") ending in (zone + ".") is the names' own suffix test.)
+      if (EndsWith(currentName_, it->Name)) {
+        AA_ = true;
+        found.zoneRecord = &*it;
+      }
+    }
+    if (RecType == RecordType::kA || RecType == RecordType::kPTR) {
+      std::size_t before = answer_.size();
+      AddLeaseAnswers(now);
+      if (answer_.size() > before) found.complete = true;
+    }
+    const std::string* alias = AnswerFromRecords(found);
+    if (!alias) return;
+    if (hops >= kMaxAliasHops) {
+      // An alias chain this long is a loop or an attack.
+      rcode_ = 2;
+      found.complete = true;
+      return;
+    }
+    currentName_ = *alias;
+  }
+}
+
+const std::string* clDNSRequest::AnswerFromRecords(Resolution& found) {
+  for (const auto& it : store_.records.Named(currentName_)) {
+    const clDNSRecord& record = *it;
+    found.nameExists = true;
+    const int type = record.RecType;
+    if (RecType == RecordType::kAll && type < RecordType::kNegativeBase) {
+      SectionAdd(2, record);
+      found.complete = true;
+    } else if (type == RecType) {
+      SectionAdd(2, record);
+      found.complete = true;
+      if (type == RecordType::kMX) AddAddl(record.Data);
+    } else if (type == RecordType::kCNAME) {
+      SectionAdd(2, record);
+      return &record.Data;
+    } else if (type == RecordType::kNameError || type - RecordType::kNegativeBase == RecType) {
+      if (type == RecordType::kNameError) rcode_ = 3;
+      found.complete = true;
+      for (const auto& soa : store_.records.Named(record.Data)) {
+        if (soa->RecType == RecordType::kSOA) {
+          SectionAdd(3, *soa);
+          break;
+        }
+      }
+    }
+  }
+  return nullptr;
+}
+
+bool clDNSRequest::Conclude(bool complete, DateTime now) {
+  if (complete || !RD) {
+    if (store_.options.AUTOCNAME && CNAMERes()) return false;
+    SendAnswer();
+    answered_ = true;
+    return true;
+  }
+  if (!Held && host_.Full()) {
+    rcode_ = 2;
+    SendAnswer();
+    answered_ = true;
+    return true;
+  }
+  if (ExtResolve()) {
+    askedExternally_ = false;
+    return false;
+  }
+  const bool givenUp = askedExternally_;
+  TimeOut = now + 10;
+  askedExternally_ = true;
+  if (givenUp) {
+    answered_ = true;
+    host_.SubRequestDone(serial_);
+  }
+  return givenUp;
+}
+
 void clDNSRequest::AddLeaseAnswers(DateTime now) {
-  LeaseSource* leases = engine_.leases_;
+  LeaseSource* leases = host_.Leases();
   if (!leases) return;
   auto remaining = [now](DateTime expires) {
     double seconds = std::nearbyint(expires - now);
@@ -168,7 +186,7 @@ void clDNSRequest::AddLeaseAnswers(DateTime now) {
 }
 
 bool clDNSRequest::UnderOwnZone(const std::string& name) const {
-  for (const auto& it : engine_.store_.records.PermanentZoneRecords())
+  for (const auto& it : store_.records.PermanentZoneRecords())
     if (!it->RootHint && EndsWith(name, it->Name)) return true;
   return false;
 }
@@ -177,11 +195,11 @@ bool clDNSRequest::UnderOwnZone(const std::string& name) const {
 // has already followed the chain, so there is nothing left to add.
 bool clDNSRequest::CNAMERes() {
   if (RecType != RecordType::kCNAME && RecType != RecordType::kAll) return false;
-  const RecordList& records = engine_.store_.records;
+  const RecordList& records = store_.records;
   for (std::size_t i = 0; i < answer_.size(); ++i) {
     if (answer_[i].RecType != RecordType::kCNAME) continue;
     std::string target = answer_[i].Data;
-    for (int hops = 0; hops < DnsEngine::kMaxAliasHops; ++hops) {
+    for (int hops = 0; hops < kMaxAliasHops; ++hops) {
       bool known = false;
       const clDNSRecord* next = nullptr;
       for (const auto& it : records.Named(target)) {
@@ -213,23 +231,20 @@ bool clDNSRequest::CNAMERes() {
 }
 
 bool clDNSRequest::StartSubRequest(const std::string& name) {
-  if (subDepth_ >= DnsEngine::kMaxSubDepth || subRequests_ >= DnsEngine::kMaxSubRequests ||
-      engine_.requests_.size() >= DnsEngine::kMaxRequests)
-    return false;
-  auto sub = std::make_unique<clDNSRequest>(engine_);
+  if (subDepth_ >= kMaxSubDepth || subRequests_ >= kMaxSubRequests || host_.Full()) return false;
+  auto sub = std::make_unique<clDNSRequest>(host_);
   sub->FromIP = "SUB";
   sub->RD = true;
   sub->Name = name;
   sub->RecType = RecordType::kA;
   sub->subDepth_ = subDepth_ + 1;
-  // Checked from the engine's queue, not by a timer walk in progress.
-  sub->TimeOut = engine_.store_.clock.Now() + 2;
+  // Checked from the host's queue, not by a timer walk in progress.
+  sub->TimeOut = store_.clock.Now() + 2;
   subAsked_.push_back(name);
   ++subRequests_;
   SubRequest = sub->Serial();
   waitingSub_ = true;
-  engine_.QueueCheck(sub->Serial());
-  engine_.AddRequest(std::move(sub));
+  host_.AddSubRequest(std::move(sub));
   return true;
 }
 
@@ -237,12 +252,7 @@ void clDNSRequest::CheckSub() {
   waitingSub_ = false;
   SubRequest = 0;
   regather_ = true;
-  engine_.QueueCheck(serial_);
-}
-
-void clDNSRequest::WakeWaiters() {
-  for (const auto& request : engine_.requests_)
-    if (request->waitingSub_ && request->SubRequest == serial_) request->CheckSub();
+  host_.CheckSoon(serial_);
 }
 
 }  // namespace korvane

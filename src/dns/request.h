@@ -1,18 +1,23 @@
 // One pending DNS request: resolution against the record list and the DHCP
 // leases, answer assembly, and resolution through other name servers.
-// Requests live in DnsEngine::Requests; the engine drives them.
+// Requests live in DnsEngine::Requests; the engine drives them through
+// Check and TakeOutcome, and a request reaches the engine only through the
+// narrow RequestHost.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "dns/request_host.h"
 #include "store/record.h"
 #include "wire/services.h"
 
 namespace korvane {
 
-class DnsEngine;
+// Section names of a DNS message, as the log writes them (1 "Question" ... 4 "Additional").
+const std::string& SectionName(int section);
 
 // A candidate name server: "external" for a configured server, else the
 // server's own name.
@@ -21,9 +26,27 @@ struct clNServ {
   std::string Address;  // dotted
 };
 
+// What a reply of another server meant for the requests that asked its
+// question.
+struct ReplyOutcome {
+  std::string Question;  // the name that was asked
+  bool Useful = false;   // response code 0 or 3: the server did answer
+  bool Final = false;    // the servers have said all they know of the name
+};
+
 class clDNSRequest {
  public:
-  explicit clDNSRequest(DnsEngine& engine);
+  static constexpr int kMaxQueries = 16;      // queries to other servers per request
+  static constexpr int kMaxAliasHops = 16;
+  static constexpr int kMaxSubRequests = 4;   // per request
+  static constexpr int kMaxSubDepth = 3;      // sub-requests of sub-requests
+  static constexpr int kDnsPort = 53;
+  // Most records one reply carries, and the size past which no further
+  // record is started (compression pointers reach 16383 bytes).
+  static constexpr std::size_t kMaxReplyRecords = 256;
+  static constexpr std::size_t kMaxReplyBytes = 12000;
+
+  explicit clDNSRequest(RequestHost& host);
 
   // Set at intake.
   std::string FromIP;   // client address, or "SUB" for a sub-request
@@ -41,8 +64,10 @@ class clDNSRequest {
   int32_t LastQID = 0;
   // The sub-request this request waits for (its Serial), 0 when none.
   uint64_t SubRequest = 0;
+  // Held in Requests: set by the engine when it keeps the request.
+  bool Held = false;
 
-  // Unique for the engine's lifetime; sub-requests refer to their parent by it.
+  // Unique for the host's lifetime; sub-requests refer to their parent by it.
   uint64_t Serial() const { return serial_; }
   bool IsSub() const { return FromIP == "SUB"; }
   bool Answered() const { return answered_; }
@@ -52,11 +77,17 @@ class clDNSRequest {
   int QueriesSent() const { return queries_; }
   // Address of the server asked last ("" before the first query).
   const std::string& LastServer() const { return lastServer_; }
+  // A query is out and no reply was taken for it.
+  bool AwaitingReply() const { return awaitingReply_; }
 
   // True when the request is finished (answered or given up) and may leave
   // Requests; false while it waits for another server or a sub-request.
   // An unexpected failure is reported as "clDNSReq Check" and gives true.
   bool Check();
+  // Takes what a reply to the question this request asked last meant, then
+  // checks the request again; returns what Check returns. A reply that was
+  // not useful counts as the asked server's silence: the next is asked.
+  bool TakeOutcome(const ReplyOutcome& outcome);
   // Called when the sub-request this request waits for has finished
   // (answered or given up): the request is checked again soon.
   void CheckSub();
@@ -76,7 +107,17 @@ class clDNSRequest {
   const std::vector<clNServ>& NServs() const { return nservs_; }
 
  private:
-  friend class DnsEngine;
+  // What resolving against the records found.
+  struct Resolution {
+    bool complete = false;
+    bool nameExists = false;
+    const clDNSRecord* zoneRecord = nullptr;
+  };
+  void Resolve(DateTime now, Resolution& found);
+  // One pass of the records of the current name; the alias met, or null.
+  const std::string* AnswerFromRecords(Resolution& found);
+  // Sends the answer or asks another server; Check's result.
+  bool Conclude(bool complete, DateTime now);
 
   void AddAuth(const std::string& name);
   // Climbs from `zone` (itself included) to "." and stops at the first zone
@@ -91,12 +132,15 @@ class clDNSRequest {
   // Fills the candidates for the current question; may start a sub-request.
   void GatherServers();
   bool StartSubRequest(const std::string& name);
-  void WakeWaiters();
   void AddLeaseAnswers(DateTime now);
   bool UnderOwnZone(const std::string& name) const;
   void AppendRecord(std::string& message, const clDNSRecord& record, int section, DateTime now);
+  void AddReferral();
+  std::string BuildAnswer(DateTime now);
+  void SendQuery(const clNServ& server);
 
-  DnsEngine& engine_;
+  RequestHost& host_;
+  StoreContext& store_;
   uint64_t serial_;
   std::string currentName_;
   bool answered_ = false;
@@ -116,7 +160,6 @@ class clDNSRequest {
   int subRequests_ = 0;
   int subDepth_ = 0;             // 0 for a client's request
   std::vector<std::string> subAsked_;  // names already given to a sub-request
-  bool queued_ = false;          // held in Requests
 };
 
 }  // namespace korvane

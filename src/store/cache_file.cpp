@@ -3,15 +3,16 @@
 
 #include "store/files.h"
 #include "store/store.h"
-#include "store/text.h"
-#include "wire/clean_name.h"
+#include "store/record_text.h"
 #include "wire/datetime.h"
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
+#include "wire/soa_data.h"
+#include "wire/text.h"
 
 namespace korvane {
 
-using storetext::NumberText;
+using text::NumberText;
 
 namespace modDNS {
 
@@ -21,7 +22,7 @@ namespace {
 // it stands (a blank, a line break, "_") would come back as another record,
 // or as several: such records are not written.
 bool ReadsBack(std::string_view name) {
-  return name == "." || modMain::CleanName(name) + "." == name;
+  return NameOf(name) == name;
 }
 
 bool ReadsBack(const clDNSRecord& r) {
@@ -30,11 +31,8 @@ bool ReadsBack(const clDNSRecord& r) {
     case RecordType::kA:
       return true;
     case RecordType::kSOA: {
-      std::string_view data = r.Data;
-      std::size_t end = data.find('\0');
-      std::size_t second = end == std::string_view::npos ? end : data.find('\0', end + 1);
-      return second != std::string_view::npos && ReadsBack(data.substr(0, end)) &&
-             ReadsBack(data.substr(end + 1, second - end - 1));
+      const SoaData soa = SoaData::Parse(r.Data);
+      return SoaData::WellFormed(r.Data) && ReadsBack(soa.Primary) && ReadsBack(soa.Mailbox);
     }
     case RecordType::kNS:
     case RecordType::kCNAME:
@@ -44,17 +42,6 @@ bool ReadsBack(const clDNSRecord& r) {
     default:  // negative entries show their zone; other types show no data
       return r.RecType < RecordType::kNegativeBase || r.Data.empty() || ReadsBack(r.Data);
   }
-}
-
-std::string SoaText(std::string_view data) {
-  std::size_t end = data.find('\0');
-  std::string text(data.substr(0, end));
-  data = end == std::string_view::npos ? std::string_view() : data.substr(end + 1);
-  end = data.find('\0');
-  text += " " + std::string(data.substr(0, end));
-  data = end == std::string_view::npos ? std::string_view() : data.substr(end + 1);
-  for (int i = 0; i < 5; ++i) text += NumberText(static_cast<int64_t>(ExtractLong(data, true)));
-  return text;
 }
 
 }  // namespace
@@ -78,7 +65,7 @@ void saveCache(StoreContext& ctx) {
           text += RTypeN(r.RecType) + " " + r.Data;
           break;
         case RecordType::kSOA:
-          text += "SOA " + SoaText(r.Data);
+          text += "SOA " + SoaFileText(SoaData::Parse(r.Data));
           break;
         case RecordType::kMX:
           text += "MX" + NumberText(r.Pref) + " " + r.Data;

@@ -3,20 +3,19 @@
 
 #include "store/files.h"
 #include "store/store.h"
-#include "store/text.h"
-#include "wire/clean_name.h"
+#include "store/record_text.h"
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
+#include "wire/soa_data.h"
+#include "wire/text.h"
 
 namespace korvane {
 
-using namespace storetext;
+using namespace text;
 
 namespace modDNS {
 
 namespace {
-std::string NameOf(std::string_view text) { return modMain::CleanName(text) + "."; }
-
 // The text before the first "#".
 std::string_view BeforeHash(std::string_view line) { return line.substr(0, line.find('#')); }
 }  // namespace
@@ -69,7 +68,7 @@ void LoadPermOld(StoreContext& ctx) {
 
       int32_t ttl = 86400;
       if (std::size_t at = rest.find("TTL="); at != std::string_view::npos) {
-        ttl = RoundToInt32(LeadingNumber(rest.substr(at + 4)));
+        ttl = RoundToInt32(LeadingNumber(TrimLeftSpaces(rest.substr(at + 4))));
         rest = TrimSpaces(rest.substr(0, at));
       }
 
@@ -93,10 +92,12 @@ void LoadPermOld(StoreContext& ctx) {
         if (value.empty()) continue;
         data = NameOf(value);
       } else if (type == "SOA") {
-        std::string server = ctx.options.NAME;
-        if (server.empty() || server.back() != '.') server += '.';
-        data = server + '\0' + "mailbox." + server + std::string(17, '\0') +
-               MakeLong(3600, ctx.errors);
+        SoaData soa;
+        soa.Primary = ctx.options.NAME;
+        if (soa.Primary.empty() || soa.Primary.back() != '.') soa.Primary += '.';
+        soa.Mailbox = "mailbox." + soa.Primary;
+        soa.Minimum = 3600;
+        data = soa.Pack();
       } else {
         continue;
       }

@@ -7,10 +7,14 @@
 namespace korvane {
 
 struct clPermRec {
-  int RecType = 0;     // 1 A, 2 NS, 5 CNAME, 6 SOA (the domain entry), 15 MX, 99 DHCP
-  std::string Domain;  // the domain the entry belongs to
+  // 1 A, 2 NS, 5 CNAME, 6 SOA (the domain entry), 12 PTR, 15 MX, 99 DHCP
+  int RecType = 0;
+  std::string Domain;  // the domain the entry belongs to, without the final dot; "" for the root
   std::string Name;    // host part; "" for the domain itself
-  std::string Data;    // record data in binary form (see the writer)
+  // Record data in binary form: A 4 address bytes; NS, CNAME, PTR and MX a
+  // name; the domain entry the SOA layout (SoaData); DHCP first, last, mask,
+  // gateway and this machine's address in that network, 4 bytes each.
+  std::string Data;
   int32_t TTL = 0;
   // MX preference; for the domain entry its authority: 0 none, 1 primary,
   // 2 secondary (an SOA line is written only from 1 up).

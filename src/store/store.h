@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -59,6 +60,20 @@ void LoadPerm(StoreContext& ctx);
 // Writes named.perm from the editor's entries. False on failure (reported
 // as "modDNS WritePerm").
 bool WritePerm(StoreContext& ctx, const std::vector<clPermRec>& entries);
+
+// named.perm read back into the record editor's entries, such that WritePerm
+// of them writes back the same records. Domains are the SOA owners and the
+// root: one domain entry each (RecType 6, Name "", Pref 1 with the SOA's data
+// and TTL; the root, when it has no SOA, first with Pref 0, which writes no
+// line). Every other entry belongs to the longest domain its owner lies in,
+// label by label: Domain is that domain and Name the labels before it, both
+// without the final dot ("" for the root and for the domain itself). Kept
+// are A, NS, CNAME, PTR, MX, SOA and DHCP lines, in file order; a line the
+// loader would merge into an earlier one is left out, and so are the reverse
+// records the loader makes from A lines. DHCP data is 20 bytes: first, last,
+// mask, gateway and this machine's address in that network (0.0.0.0 when it
+// has none). nullopt when named.perm cannot be read.
+std::optional<std::vector<clPermRec>> ReadPermEntries(StoreContext& ctx);
 
 // Writes named.cache from the non-permanent, unexpired records.
 void saveCache(StoreContext& ctx);

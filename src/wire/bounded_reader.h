@@ -15,7 +15,10 @@ class BoundedReader {
   explicit BoundedReader(std::string_view data) : rest_(data) {}
 
   bool Has(std::size_t count) const { return rest_.size() >= count; }
+  std::size_t Left() const { return rest_.size(); }
   std::string_view Rest() const { return rest_; }
+  // Takes everything that is left (a read that failed half-way).
+  void Drain() { rest_ = {}; }
 
   // False when nothing is left.
   bool PeekByte(uint8_t& value) const {

@@ -1,19 +1,17 @@
 #include "wire/clean_name.h"
 
+#include "wire/text.h"
+
 namespace korvane {
 
 namespace modMain {
 
 std::string CleanName(std::string_view name) {
-  std::size_t first = name.find_first_not_of(' ');
-  std::size_t last = name.find_last_not_of(' ');
   std::string clean;
-  if (first != std::string_view::npos) {
-    for (char c : name.substr(first, last - first + 1)) {
-      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-      if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.')
-        clean.push_back(c);
-    }
+  for (char c : text::TrimSpaces(name)) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.')
+      clean.push_back(c);
   }
   std::size_t start = clean.find_first_not_of('.');
   if (start == std::string::npos) return "";

@@ -5,21 +5,18 @@
 
 #include "wire/bounded_reader.h"
 #include "wire/ip.h"
+#include "wire/text.h"
 
 namespace korvane {
 
 namespace modDNS {
 
+using text::TrimSpaces;
+
 namespace {
 
 constexpr std::string_view kIncomplete = "incomplete.";
 constexpr uint8_t kPointerFlag = 192;
-
-std::string_view TrimSpaces(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
 
 void AppendLower(std::string& out, std::string_view label) {
   for (char c : label) out.push_back(c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c);
@@ -165,24 +162,29 @@ std::string UnzipName(std::string_view message, int offset, ErrorReporter& error
   return out;
 }
 
-std::string ExtractName(std::string_view message, std::string_view& remainder, bool update,
-                        ErrorReporter& errors) {
-  BoundedReader in(remainder);
+std::string TakeName(std::string_view message, BoundedReader& in, ErrorReporter& errors) {
   std::string out;
   LabelRun run = ReadLabels(in, out);
   if (run.kind == LabelRun::kTruncated) {
-    if (update) remainder = {};
+    in.Drain();
     return std::string(kIncomplete);
   }
   if (run.kind == LabelRun::kPointer &&
       DecodeAt(message, run.target, 1, out) == Chain::kTooLong) {
     ReportTooLong(errors, "modDNS ExtractName");
-    if (update) remainder = {};
+    in.Drain();
     return "";
   }
-  if (update) remainder = in.Rest();
   if (out.empty()) return ".";
   return out;
+}
+
+std::string ExtractName(std::string_view message, std::string_view& remainder, bool update,
+                        ErrorReporter& errors) {
+  BoundedReader in(remainder);
+  std::string name = TakeName(message, in, errors);
+  if (update) remainder = in.Rest();
+  return name;
 }
 
 int32_t ExtractShort(std::string_view& remainder, bool update) {

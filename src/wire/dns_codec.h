@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "wire/bounded_reader.h"
 #include "wire/services.h"
 
 namespace korvane {
@@ -36,6 +37,12 @@ std::string UnzipName(std::string_view message, int offset,
 // pointer loop (reported as "modDNS ExtractName").
 std::string ExtractName(std::string_view message, std::string_view& remainder, bool update,
                         ErrorReporter& errors = DefaultErrorReporter());
+
+// ExtractName on a bounded reader over the part of `message` still to read:
+// the same text, and the reader is left after the name (emptied when the
+// name is cut or its pointers loop).
+std::string TakeName(std::string_view message, BoundedReader& in,
+                     ErrorReporter& errors = DefaultErrorReporter());
 
 // 16-bit big-endian value at the front; 0 (and an emptied remainder when
 // updating) if fewer than 2 bytes are left.

@@ -1,7 +1,10 @@
 #include "wire/ip.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+
+#include "wire/text.h"
 
 namespace korvane {
 
@@ -33,42 +36,10 @@ int MaskLength(std::string_view mask) {
   return last == std::string::npos ? 0 : static_cast<int>(last) + 1;
 }
 
-double RoundHalfEven(double value) {
-  double down = std::floor(value);
-  double fraction = value - down;
-  if (fraction > 0.5) return down + 1;
-  if (fraction < 0.5) return down;
-  return std::fmod(down, 2.0) == 0 ? down : down + 1;
-}
-
 }  // namespace
 
-double LeadingNumber(std::string_view text) {
-  // Anything far above an octet saturates; the cap keeps huge digit strings finite.
-  constexpr double kCap = 1e15;
-  std::size_t at = 0;
-  bool negative = false;
-  if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
-    negative = text[at] == '-';
-    ++at;
-  }
-  double value = 0;
-  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
-    if (value < kCap) value = value * 10 + (text[at] - '0');
-  }
-  if (at < text.size() && text[at] == '.') {
-    double scale = 0.1;
-    for (++at; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
-      value += (text[at] - '0') * scale;
-      scale /= 10;
-    }
-  }
-  return negative ? -value : value;
-}
-
 int OctetValue(std::string_view text) {
-  double value = RoundHalfEven(std::fabs(LeadingNumber(text)));
-  return value > 255 ? 255 : static_cast<int>(value);
+  return std::min<int32_t>(255, text::RoundToInt32(std::fabs(text::LeadingNumber(text))));
 }
 
 std::string IPToData(std::string_view text) {

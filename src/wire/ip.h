@@ -22,11 +22,8 @@ bool SameNet(std::string_view a, std::string_view b, std::string_view mask);
 // May be handed out: not empty, not the network or broadcast address, not 127.x.
 bool ValidIP(std::string_view address, std::string_view mask);
 
-// The leading number of a text, read leniently: optional sign, digits,
-// optional decimal part. 0 when the text does not start with a number.
-double LeadingNumber(std::string_view text);
-// One address byte from text: the leading number's absolute value, rounded
-// half to even, 255 at most.
+// One address byte from text: the leading number's absolute value (see
+// text::LeadingNumber), rounded half to even, 255 at most.
 int OctetValue(std::string_view text);
 
 }  // namespace modIP

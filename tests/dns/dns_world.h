@@ -1,6 +1,6 @@
 // A small world for engine tests: record list, options, fake clock, log,
 // error reporter, two recording senders, a lease table and a fixed random
-// source, plus builders and a decoder of DNS messages.
+// source, plus builders of DNS messages and views of decoded ones.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,9 +11,11 @@
 
 #include "dns/engine.h"
 #include "store/store.h"
+#include "support/dns_bytes.h"
 #include "support/fakes.h"
 #include "support/store_parts.h"
 #include "wire/dns_codec.h"
+#include "wire/dns_message.h"
 #include "wire/ip.h"
 
 using namespace korvane;
@@ -39,51 +41,25 @@ class FakeLeases : public LeaseSource {
   }
 };
 
-// One record of a message, as a test reads it.
-struct WireRecord {
-  int section;  // 2 answer, 3 authority, 4 additional
-  long ttl;
-  // A: dotted; NS/CNAME/PTR: name; MX: "pref name"; SOA: "primary mailbox minimum"
-  std::string data;
-};
+using modDNS::DnsMessage;
 
-struct WireMessage {
-  int id = -1, flags3 = 0, flags4 = 0;
-  std::string qname;
-  int qtype = 0;
-  std::vector<WireRecord> records;
-  int rcode() const { return flags4 & 15; }
-  bool aa() const { return flags3 & 4; }
-  std::vector<WireRecord> In(int section) const {
-    std::vector<WireRecord> out;
-    for (const auto& r : records)
-      if (r.section == section) out.push_back(r);
-    return out;
-  }
-  Strs Data(int section) const {
-    Strs out;
-    for (const auto& r : In(section)) out.push_back(r.data);
-    return out;
-  }
-};
+// The decoded data of one section's records, as the tests compare them: A
+// dotted, NS/CNAME/PTR the name, MX "pref name", SOA "primary mailbox
+// minimum", other types their raw bytes.
+Strs Data(const DnsMessage& message, int section);
+// The first question's name and type ("" and 0 when there is none).
+std::string QName(const DnsMessage& message);
+int QType(const DnsMessage& message);
 
-WireMessage Decode(const std::string& bytes);
-
-std::string Wire(const std::string& name);  // uncompressed wire form
-std::string U16(int v);
-std::string U32(long v);
-inline std::string Ptr(int at) { return Bytes({0xC0 | (at >> 8), at & 255}); }
-// A record of class IN; `owner` in wire form.
-std::string RR(const std::string& owner, int type, long ttl, const std::string& rdata);
 // Our reply's header (one question) and question of class IN.
 std::string Head(int id, int flags3, int flags4, int an, int ns, int ar, const std::string& name,
                  int type);
 // A query: ID, name, type; RD and class as given.
 std::string Query(int id, const std::string& name, int type, bool rd = true, int qclass = 1,
                   int opcode = 0);
-// The store's SOA data form.
-std::string SoaData(const std::string& primary, const std::string& mailbox, long serial,
-                    long refresh, long retry, long expire, long minimum);
+// SOA record data in the store's layout.
+std::string Soa(const std::string& primary, const std::string& mailbox, uint32_t serial,
+                uint32_t refresh, uint32_t retry, uint32_t expire, uint32_t minimum);
 
 // Builds replies of other servers, names uncompressed.
 struct ReplyBuilder {
@@ -140,11 +116,11 @@ class DnsWorld : public ::testing::Test, public StoreParts {
     engine.OnDns2Datagram(host, 53, reply.Build());
   }
   // The last datagram sent to the client, decoded; fails the test if none.
-  WireMessage LastAnswer();
+  DnsMessage LastAnswer();
   // Upstream queries sent since the last call.
   std::vector<SentDatagram> TakeUpstream();
   // The single upstream query sent since the last look, to host:53; fails otherwise.
-  WireMessage OneQuery(const std::string& host);
+  DnsMessage OneQuery(const std::string& host);
   // A reply to the single query just sent to host, checked to ask qname/qtype.
   ReplyBuilder Asked(const std::string& host, const std::string& qname, int qtype = 1,
                      int rcode = 0);

@@ -23,35 +23,35 @@ class External : public DnsWorld {
 TEST_F(External, ForwardingRhythmQueryReplyAnswerCacheHit) {
   Forwarding({"127.0.0.53"});
   Ask(0x0A0B, "www.example.org.", 1);
-  WireMessage q = OneQuery("127.0.0.53");
-  EXPECT_EQ(q.id, 1);
-  EXPECT_EQ(q.flags3 & 1, 1);
-  EXPECT_EQ(q.qname, "www.example.org.");
-  EXPECT_EQ(q.qtype, 1);
+  DnsMessage q = OneQuery("127.0.0.53");
+  EXPECT_EQ(q.Header.Id, 1);
+  EXPECT_TRUE(q.Header.RD);
+  EXPECT_EQ(QName(q), "www.example.org.");
+  EXPECT_EQ(QType(q), 1);
   EXPECT_TRUE(wsdns.sent.empty());
   EXPECT_TRUE(Logged("Sending request to 127.0.0.53 (external) for A-record for www.example.org."));
   EXPECT_EQ(timerSwitches, std::vector<bool>{true});
 
   // A reply arriving on the server's own socket is taken too.
   engine.OnDnsDatagram("127.0.0.53", 53,
-                       ReplyBuilder(q.id, "www.example.org.", 1)
+                       ReplyBuilder(q.Header.Id, "www.example.org.", 1)
                            .A(2, "www.example.org.", "10.2.2.2", 600)
                            .Build());
   EXPECT_TRUE(Logged("Reply from 127.0.0.53 about A-record for www.example.org.:"));
   EXPECT_TRUE(Logged("-> Answer: A-record for www.example.org. = 10.2.2.2"));
-  WireMessage a = LastAnswer();
-  EXPECT_EQ(a.id, 0x0A0B);
-  EXPECT_FALSE(a.aa());
-  EXPECT_EQ(a.Data(2), Strs{"10.2.2.2"});
+  DnsMessage a = LastAnswer();
+  EXPECT_EQ(a.Header.Id, 0x0A0B);
+  EXPECT_FALSE(a.Header.AA);
+  EXPECT_EQ(Data(a, 2), Strs{"10.2.2.2"});
   EXPECT_TRUE(engine.Requests().empty());
 
   clock.Advance(100);
   Ask(2, "www.example.org.", 1);
   EXPECT_TRUE(TakeUpstream().empty());
   a = LastAnswer();
-  EXPECT_EQ(a.id, 2);
-  ASSERT_EQ(a.In(2).size(), 1u);
-  EXPECT_EQ(a.In(2)[0].ttl, 500);
+  EXPECT_EQ(a.Header.Id, 2);
+  ASSERT_EQ(a.Section(2).size(), 1u);
+  EXPECT_EQ(a.Section(2)[0].TTL, 500);
 }
 
 TEST_F(External, EachQueryGoesToARandomServerWithTheNextId) {
@@ -65,7 +65,7 @@ TEST_F(External, EachQueryGoesToARandomServerWithTheNextId) {
   for (const auto& [value, server, id] : cases) {
     random = value;
     Ask(1, "n" + std::to_string(id) + ".example.org.", 1);
-    EXPECT_EQ(OneQuery(server).id, id);
+    EXPECT_EQ(OneQuery(server).Header.Id, id);
   }
   EXPECT_EQ(engine.QueryId(), 3);
 }
@@ -74,12 +74,12 @@ TEST_F(External, IterativeFromRootHintsThroughTwoReferrals) {
   // The hinted root servers are not an own zone: the name is asked at the root.
   RootHint();
   Ask(7, "www.example.org.", 1);
-  WireMessage q = OneQuery("127.0.0.11");
-  EXPECT_EQ(q.flags3 & 1, 0);
+  DnsMessage q = OneQuery("127.0.0.11");
+  EXPECT_FALSE(q.Header.RD);
   EXPECT_TRUE(Logged(
       "Sending request to 127.0.0.11 (a.root-servers.net.) for A-record for www.example.org."));
 
-  Reply("127.0.0.11", ReplyBuilder(q.id, "www.example.org.", 1)
+  Reply("127.0.0.11", ReplyBuilder(q.Header.Id, "www.example.org.", 1)
                           .NS(3, "org.", "ns.org-servers.net.")
                           .A(4, "ns.org-servers.net.", "127.0.0.12"));
   ReplyBuilder next = Asked("127.0.0.12", "www.example.org.");
@@ -92,16 +92,16 @@ TEST_F(External, IterativeFromRootHintsThroughTwoReferrals) {
                           .A(4, "ns1.example.org.", "127.0.0.13"));
   EXPECT_TRUE(wsdns.sent.empty());
   AnswerA("127.0.0.13", "www.example.org.", "10.3.3.3");
-  WireMessage a = LastAnswer();
-  EXPECT_EQ(a.id, 7);
-  EXPECT_EQ(a.Data(2), Strs{"10.3.3.3"});
+  DnsMessage a = LastAnswer();
+  EXPECT_EQ(a.Header.Id, 7);
+  EXPECT_EQ(Data(a, 2), Strs{"10.3.3.3"});
 
   // A sibling name now starts at the nearest known servers.
   Ask(8, "ftp.example.org.", 1);
   OneQuery("127.0.0.13");
   Ask(9, "www.example.org.", 1);
   EXPECT_TRUE(TakeUpstream().empty());
-  EXPECT_EQ(LastAnswer().id, 9);
+  EXPECT_EQ(LastAnswer().Header.Id, 9);
 }
 
 struct NegativeReply {
@@ -118,7 +118,7 @@ TEST_P(NegativeReplies, AreCachedWithTheSoaMinimumOrTenMinutes) {
   const NegativeReply& c = GetParam();
   Forwarding({"127.0.0.53"});
   Ask(1, "x.example.org.", 1);
-  ReplyBuilder reply(OneQuery("127.0.0.53").id, "x.example.org.", 1, c.rcode);
+  ReplyBuilder reply(OneQuery("127.0.0.53").Header.Id, "x.example.org.", 1, c.rcode);
   if (c.soa) reply.SOA(3, "example.org.", 3600, 120);
   Reply("127.0.0.53", reply);
 
@@ -126,16 +126,16 @@ TEST_P(NegativeReplies, AreCachedWithTheSoaMinimumOrTenMinutes) {
   ASSERT_NE(entry, nullptr);
   EXPECT_EQ(entry->TTL(clock.Now()), c.ttl);
   EXPECT_EQ(entry->Data, c.data);
-  WireMessage a = LastAnswer();
-  EXPECT_EQ(a.rcode(), c.rcode);
-  EXPECT_TRUE(a.In(2).empty());
-  EXPECT_EQ(a.In(3).size(), c.soa ? 1u : 0u);
+  DnsMessage a = LastAnswer();
+  EXPECT_EQ(a.Header.RCode, c.rcode);
+  EXPECT_TRUE(a.Section(2).empty());
+  EXPECT_EQ(a.Section(3).size(), c.soa ? 1u : 0u);
   EXPECT_TRUE(engine.Requests().empty());
 
   // Asked again: from the cache until the entry expires.
   Ask(2, "x.example.org.", 1);
   EXPECT_TRUE(TakeUpstream().empty());
-  EXPECT_EQ(LastAnswer().rcode(), c.rcode);
+  EXPECT_EQ(LastAnswer().Header.RCode, c.rcode);
   clock.Advance(c.ttl + 1);
   Ask(3, "x.example.org.", 1);
   OneQuery("127.0.0.53");
@@ -150,9 +150,9 @@ INSTANTIATE_TEST_SUITE_P(Cases, NegativeReplies,
 TEST_F(External, NoDataReplyIsLoggedAsReceivedAndAsAnswered) {
   Forwarding({"127.0.0.53"});
   Ask(1, "x.example.org.", 15);
-  WireMessage q = OneQuery("127.0.0.53");
+  DnsMessage q = OneQuery("127.0.0.53");
   log.lines.clear();
-  Reply("127.0.0.53", ReplyBuilder(q.id, "x.example.org.", 15).SOA(3, "example.org.", 60, 30));
+  Reply("127.0.0.53", ReplyBuilder(q.Header.Id, "x.example.org.", 15).SOA(3, "example.org.", 60, 30));
   EXPECT_EQ(log.lines, (Strs{"Reply from 127.0.0.53 about MX-record for x.example.org.:",
                              "-> Answer: There are no MX-Records for x.example.org.",
                              "-> Authority: SOA-record for example.org. = ns1.example.org.",
@@ -200,19 +200,19 @@ TEST_F(External, ServerFailureMovesOnToTheNextServer) {
   EXPECT_TRUE(Logged("-> Header: Server Failure."));
   EXPECT_EQ(Find("www.example.org.", 1001), nullptr);
   AnswerA("127.0.0.52", "www.example.org.", "10.4.4.4");
-  EXPECT_EQ(LastAnswer().Data(2), Strs{"10.4.4.4"});
+  EXPECT_EQ(Data(LastAnswer(), 2), Strs{"10.4.4.4"});
 }
 
 TEST_F(External, RepliesThatDoNotMatchTheQueryAreIgnored) {
   Forwarding({"127.0.0.53"});
   Ask(1, "www.example.org.", 1);
-  WireMessage q = OneQuery("127.0.0.53");
+  DnsMessage q = OneQuery("127.0.0.53");
   const std::pair<std::string, ReplyBuilder> bad[] = {
-      {"127.0.0.99", ReplyBuilder(q.id, "www.example.org.", 1)},        // other address
-      {"127.0.0.53", ReplyBuilder(q.id + 1, "www.example.org.", 1)},    // other ID
-      {"127.0.0.53", ReplyBuilder(q.id, "www.example.net.", 1)},        // other name
-      {"127.0.0.53", ReplyBuilder(q.id, "www.example.org.", 15)},       // other type
-      {"127.0.0.53", ReplyBuilder(q.id, "www.example.org.", 1, 0, 3)},  // other class
+      {"127.0.0.99", ReplyBuilder(q.Header.Id, "www.example.org.", 1)},        // other address
+      {"127.0.0.53", ReplyBuilder(q.Header.Id + 1, "www.example.org.", 1)},    // other ID
+      {"127.0.0.53", ReplyBuilder(q.Header.Id, "www.example.net.", 1)},        // other name
+      {"127.0.0.53", ReplyBuilder(q.Header.Id, "www.example.org.", 15)},       // other type
+      {"127.0.0.53", ReplyBuilder(q.Header.Id, "www.example.org.", 1, 0, 3)},  // other class
   };
   for (auto [host, reply] : bad) {
     log.lines.clear();
@@ -224,11 +224,11 @@ TEST_F(External, RepliesThatDoNotMatchTheQueryAreIgnored) {
 
   // The question is compared without regard to case.
   Reply("127.0.0.53",
-        ReplyBuilder(q.id, "WWW.Example.ORG.", 1).A(2, "www.example.org.", "10.5.5.5"));
-  EXPECT_EQ(LastAnswer().In(2).size(), 1u);
+        ReplyBuilder(q.Header.Id, "WWW.Example.ORG.", 1).A(2, "www.example.org.", "10.5.5.5"));
+  EXPECT_EQ(LastAnswer().Section(2).size(), 1u);
   // A second copy of the reply finds nobody waiting.
   log.lines.clear();
-  Reply("127.0.0.53", ReplyBuilder(q.id, "www.example.org.", 1));
+  Reply("127.0.0.53", ReplyBuilder(q.Header.Id, "www.example.org.", 1));
   EXPECT_EQ(log.lines, Strs{"Reply from 127.0.0.53 (about nothing ?):"});
 }
 
@@ -240,7 +240,7 @@ TEST_F(External, EndlessReferralsStopAtTheQueryBound) {
     auto up = TakeUpstream();
     if (up.empty()) break;
     queries += static_cast<int>(up.size());
-    Reply(up.back().host, ReplyBuilder(Decode(up.back().bytes).id, "www.example.org.", 1)
+    Reply(up.back().host, ReplyBuilder(modDNS::DecodeMessage(up.back().bytes).Header.Id, "www.example.org.", 1)
                               .NS(3, "org.", "ns.org-servers.net.")
                               .A(4, "ns.org-servers.net.", "127.0.0.12"));
   }
@@ -264,7 +264,7 @@ TEST_F(External, NameServerWithoutGlueIsLookedUpBySubRequest) {
   EXPECT_TRUE(
       Logged("Sending request to 127.0.0.13 (ns1.other.net.) for A-record for www.example.org."));
   ASSERT_EQ(wsdns.sent.size(), 1u);
-  EXPECT_EQ(LastAnswer().id, 3);
+  EXPECT_EQ(LastAnswer().Header.Id, 3);
   EXPECT_TRUE(engine.Requests().empty());
 }
 

@@ -121,13 +121,13 @@ TEST_F(Intake, SocketErrorEventsAreLogged) {
 }
 
 TEST_F(Intake, AnyTypeGoesToResolutionAndTheLogShowsTheRequest) {
-  Perm("example.com.", 6, SoaData("ns1.example.com", "hostmaster.example.com", 1, 2, 3, 4, 5));
+  Perm("example.com.", 6, Soa("ns1.example.com", "hostmaster.example.com", 1, 2, 3, 4, 5));
   Perm("example.com.", 1, modIP::IPToData("10.1.1.1"));
   Ask(3, "example.com.", 255);
   EXPECT_EQ(log.lines.front(), "Request from 10.0.0.5 for *-record for example.com.");
-  WireMessage m = LastAnswer();
-  EXPECT_EQ(m.rcode(), 0);
-  EXPECT_EQ(m.In(2).size(), 2u);
+  DnsMessage m = LastAnswer();
+  EXPECT_EQ(m.Header.RCode, 0);
+  EXPECT_EQ(m.Section(2).size(), 2u);
 }
 
 }  // namespace

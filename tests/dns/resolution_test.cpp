@@ -7,7 +7,7 @@ namespace {
 class Resolution : public DnsWorld {
  protected:
   void OwnZone() {
-    Perm("example.com.", 6, SoaData("ns1.example.com", "hostmaster.example.com", 2024010101, 7200,
+    Perm("example.com.", 6, Soa("ns1.example.com", "hostmaster.example.com", 2024010101, 7200,
                                     900, 1209600, 300));
     Perm("example.com.", 2, "ns1.example.com.");
     Perm("www.example.com.", 1, modIP::IPToData("10.1.1.1"));
@@ -37,7 +37,7 @@ TEST_F(Resolution, AAnswerBytesUseAPointerToTheQuestion) {
 }
 
 TEST_F(Resolution, MxAnswerCarriesTheExchangerAddressInAdditional) {
-  Perm("example.com.", 6, SoaData("ns1.example.com", "h.example.com", 1, 2, 3, 4, 5));
+  Perm("example.com.", 6, Soa("ns1.example.com", "h.example.com", 1, 2, 3, 4, 5));
   Perm("example.com.", 15, "mail.example.com.", 10);
   Perm("mail.example.com.", 1, modIP::IPToData("10.1.1.2"));
   Ask(5, "example.com.", 15);
@@ -57,7 +57,7 @@ TEST_F(Resolution, SoaDataIsSplitAndBothNamesCompressedWithOrWithoutTheirDots) {
   const std::string numbers = U32(2024010101) + U32(7200) + U32(900) + U32(1209600) + U32(300);
   for (const auto& [zone, dot] : zones) {
     const std::string bare = zone.substr(0, zone.size() - 1);
-    Perm(zone, 6, SoaData("ns1." + bare + dot, "hostmaster." + bare + dot, 2024010101, 7200, 900,
+    Perm(zone, 6, Soa("ns1." + bare + dot, "hostmaster." + bare + dot, 2024010101, 7200, 900,
                           1209600, 300));
     Ask(9, zone, 6);
     EXPECT_EQ(wsdns.sent.back().bytes,
@@ -69,7 +69,7 @@ TEST_F(Resolution, SoaDataIsSplitAndBothNamesCompressedWithOrWithoutTheirDots) {
 TEST_F(Resolution, CachedNameErrorAnswersNxdomainWithTheZoneSoa) {
   Cached("nope.example.org.", 2000, "example.org.", 300);
   Cached("example.org.", 6,
-         SoaData("ns1.example.org", "hostmaster.example.org", 1, 2, 3, 4, 60), 300);
+         Soa("ns1.example.org", "hostmaster.example.org", 1, 2, 3, 4, 60), 300);
   Ask(0x4242, "nope.example.org.", 1);
   ASSERT_EQ(wsdns.sent.size(), 1u);
   // "example.org." of the question starts at offset 17.
@@ -88,9 +88,9 @@ TEST_F(Resolution, ExpiredCachedRecordIsWrittenWithTtlZero) {
   Ask(1, "pending.example.org.", 1);
   clock.Advance(20);
   Ask(2, "old.example.org.", 1);
-  WireMessage m = LastAnswer();
-  ASSERT_EQ(m.In(2).size(), 1u);
-  EXPECT_EQ(m.In(2)[0].ttl, 0);
+  DnsMessage m = LastAnswer();
+  ASSERT_EQ(m.Section(2).size(), 1u);
+  EXPECT_EQ(m.Section(2)[0].TTL, 0);
 }
 
 // --- resolution rules ---------------------------------------------------------
@@ -109,11 +109,11 @@ TEST_P(OwnZoneAnswers, AreAuthoritativeAndNeverGoUpstream) {
   RootHint();
   const AuthorityCase& c = GetParam();
   Ask(1, c.name, c.type);
-  WireMessage m = LastAnswer();
-  EXPECT_TRUE(m.aa());
-  EXPECT_EQ(m.rcode(), c.rcode);
-  EXPECT_EQ(m.In(2).size(), c.answers);
-  EXPECT_EQ(m.Data(3), c.authority);
+  DnsMessage m = LastAnswer();
+  EXPECT_TRUE(m.Header.AA);
+  EXPECT_EQ(m.Header.RCode, c.rcode);
+  EXPECT_EQ(m.Section(2).size(), c.answers);
+  EXPECT_EQ(Data(m, 3), c.authority);
   EXPECT_TRUE(wsdns2.sent.empty());
 }
 
@@ -132,12 +132,12 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Resolution, RecursionNotDesiredIsAnsweredAtOnceWithAReferral) {
   RootHint();
   Ask(1, "www.example.net.", 1, /*rd=*/false);
-  WireMessage m = LastAnswer();
-  EXPECT_EQ(m.rcode(), 0);
-  EXPECT_FALSE(m.aa());
-  EXPECT_TRUE(m.In(2).empty());
-  EXPECT_EQ(m.Data(3), Strs{"a.root-servers.net."});
-  EXPECT_EQ(m.Data(4), Strs{"127.0.0.11"});
+  DnsMessage m = LastAnswer();
+  EXPECT_EQ(m.Header.RCode, 0);
+  EXPECT_FALSE(m.Header.AA);
+  EXPECT_TRUE(m.Section(2).empty());
+  EXPECT_EQ(Data(m, 3), Strs{"a.root-servers.net."});
+  EXPECT_EQ(Data(m, 4), Strs{"127.0.0.11"});
   EXPECT_TRUE(wsdns2.sent.empty());
   EXPECT_TRUE(engine.Requests().empty());
   EXPECT_FALSE(Logged("-> Answer: There are no A-Records for www.example.net."));
@@ -148,9 +148,9 @@ TEST_F(Resolution, AliasChainIsFollowed) {
   Perm("alias.example.com.", 5, "mid.example.com.");
   Perm("mid.example.com.", 5, "www.example.com.");
   Ask(1, "alias.example.com.", 1);
-  WireMessage m = LastAnswer();
-  EXPECT_EQ(m.Data(2), (Strs{"mid.example.com.", "www.example.com.", "10.1.1.1"}));
-  EXPECT_EQ(m.rcode(), 0);
+  DnsMessage m = LastAnswer();
+  EXPECT_EQ(Data(m, 2), (Strs{"mid.example.com.", "www.example.com.", "10.1.1.1"}));
+  EXPECT_EQ(m.Header.RCode, 0);
 }
 
 TEST_F(Resolution, AliasCycleEndsWithServerFailure) {
@@ -166,9 +166,9 @@ TEST_F(Resolution, AliasCycleEndsWithServerFailure) {
       Cached("loop2.example.com.", 5, "loop1.example.com.", 300);
     }
     Ask(1, "loop1.example.com.", 1);
-    WireMessage m = LastAnswer();
-    EXPECT_EQ(m.rcode(), 2) << own;
-    EXPECT_EQ(m.In(2).size(), 2u) << own;
+    DnsMessage m = LastAnswer();
+    EXPECT_EQ(m.Header.RCode, 2) << own;
+    EXPECT_EQ(m.Section(2).size(), 2u) << own;
     EXPECT_TRUE(wsdns2.sent.empty());
   }
 }
@@ -184,15 +184,15 @@ TEST_P(NegativeEntries, AnswerWithTheSoaOrAreIgnored) {
   const NegativeCase& c = GetParam();
   RootHint();
   Cached("x.example.org.", c.entryType, "example.org.", 300);
-  Cached("example.org.", 6, SoaData("ns.example.org", "h.example.org", 1, 2, 3, 4, 5), 300);
+  Cached("example.org.", 6, Soa("ns.example.org", "h.example.org", 1, 2, 3, 4, 5), 300);
   Ask(1, "x.example.org.", c.queryType);
   EXPECT_EQ(wsdns.sent.size(), c.answered ? 1u : 0u);
   EXPECT_EQ(TakeUpstream().size(), c.answered ? 0u : 1u);
   if (!c.answered) return;
-  WireMessage m = LastAnswer();
-  EXPECT_EQ(m.rcode(), c.rcode);
-  EXPECT_TRUE(m.In(2).empty());
-  EXPECT_EQ(m.Data(3), Strs{"ns.example.org. h.example.org. 5"});
+  DnsMessage m = LastAnswer();
+  EXPECT_EQ(m.Header.RCode, c.rcode);
+  EXPECT_TRUE(m.Section(2).empty());
+  EXPECT_EQ(Data(m, 3), Strs{"ns.example.org. h.example.org. 5"});
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, NegativeEntries,
@@ -208,24 +208,24 @@ TEST_F(Resolution, AnyQuestionNeverReturnsNegativeEntries) {
   Cached("x.example.org.", 1001, "example.org.", 300);
   Cached("x.example.org.", 15, "mx.example.org.", 300, 5);
   Ask(1, "x.example.org.", 255, /*rd=*/false);
-  WireMessage m = LastAnswer();
-  EXPECT_EQ(m.Data(2), Strs{"5 mx.example.org."});
-  EXPECT_EQ(m.rcode(), 0);
+  DnsMessage m = LastAnswer();
+  EXPECT_EQ(Data(m, 2), Strs{"5 mx.example.org."});
+  EXPECT_EQ(m.Header.RCode, 0);
 }
 
 TEST_F(Resolution, LeaseAnswersAAndPtrOnlyWhileActive) {
   RootHint();
   leases.leases.push_back({"pc1.lan.", "192.168.0.50", clock.Now() + 100});
   Ask(1, "pc1.lan.", 1);
-  WireMessage m = LastAnswer();
-  EXPECT_EQ(m.Data(2), Strs{"192.168.0.50"});
-  EXPECT_EQ(m.In(2)[0].ttl, 100);
+  DnsMessage m = LastAnswer();
+  EXPECT_EQ(Data(m, 2), Strs{"192.168.0.50"});
+  EXPECT_EQ(m.Section(2)[0].TTL, 100);
 
   clock.Advance(40);
   Ask(2, "50.0.168.192.in-addr.arpa.", 12);
   m = LastAnswer();
-  EXPECT_EQ(m.Data(2), Strs{"pc1.lan."});
-  EXPECT_EQ(m.In(2)[0].ttl, 60);
+  EXPECT_EQ(Data(m, 2), Strs{"pc1.lan."});
+  EXPECT_EQ(m.Section(2)[0].TTL, 60);
   EXPECT_TRUE(Logged("-> Answer: PTR-record for 192.168.0.50 = pc1.lan."));
   EXPECT_TRUE(wsdns2.sent.empty());
 
@@ -243,11 +243,11 @@ TEST_F(Resolution, AutoCnameAddsTheTargetAddressToCnameQuestionsOnlyWhenOn) {
   for (bool on : {false, true}) {
     options.AUTOCNAME = on;
     Ask(1, "alias.example.com.", 5);
-    EXPECT_EQ(LastAnswer().In(2).size(), on ? 2u : 1u);
+    EXPECT_EQ(LastAnswer().Section(2).size(), on ? 2u : 1u);
   }
   // An A question already follows the alias; the option adds nothing twice.
   Ask(2, "alias.example.com.", 1);
-  EXPECT_EQ(LastAnswer().In(2).size(), 2u);
+  EXPECT_EQ(LastAnswer().Section(2).size(), 2u);
 }
 
 TEST_F(Resolution, AutoCnameResolvesAnUnknownTargetBeforeAnswering) {
@@ -257,7 +257,7 @@ TEST_F(Resolution, AutoCnameResolvesAnUnknownTargetBeforeAnswering) {
   Ask(1, "ext.example.org.", 5);
   EXPECT_TRUE(wsdns.sent.empty());
   AnswerA("127.0.0.11", "target.example.net.", "10.7.7.7");
-  EXPECT_EQ(LastAnswer().Data(2), (Strs{"target.example.net.", "10.7.7.7"}));
+  EXPECT_EQ(Data(LastAnswer(), 2), (Strs{"target.example.net.", "10.7.7.7"}));
   EXPECT_TRUE(engine.Requests().empty());
 }
 
@@ -267,7 +267,7 @@ TEST_F(Resolution, HugeRecordSetsGiveABoundedWellFormedReply) {
   for (int i = 0; i < 400; ++i)
     Cached("many.example.org.", 1, Bytes({10, 0, i / 256, i % 256}), 600);
   Ask(1, "many.example.org.", 1);
-  EXPECT_EQ(LastAnswer().In(2).size(), DnsEngine::kMaxReplyRecords);
+  EXPECT_EQ(LastAnswer().Section(2).size(), DnsEngine::kMaxReplyRecords);
 
   for (int i = 0; i < 200; ++i) {
     const std::string n = std::to_string(i);
@@ -280,7 +280,7 @@ TEST_F(Resolution, HugeRecordSetsGiveABoundedWellFormedReply) {
   const std::size_t ancount = static_cast<unsigned char>(bytes[6]) * 256u + static_cast<unsigned char>(bytes[7]);
   EXPECT_GT(ancount, 10u);
   EXPECT_LT(ancount, 200u);
-  EXPECT_EQ(LastAnswer().In(2).size(), ancount);
+  EXPECT_EQ(LastAnswer().Section(2).size(), ancount);
   EXPECT_LT(bytes.size(), 16384u);
   EXPECT_TRUE(errors.errors.empty());
 }

@@ -10,7 +10,7 @@ namespace {
 class Robustness : public DnsWorld {
  protected:
   void World() {
-    Perm("example.com.", 6, SoaData("ns1.example.com", "h.example.com", 1, 2, 3, 4, 5));
+    Perm("example.com.", 6, Soa("ns1.example.com", "h.example.com", 1, 2, 3, 4, 5));
     Perm("example.com.", 2, "ns1.example.com.");
     Perm("www.example.com.", 1, modIP::IPToData("10.1.1.1"));
     Perm("example.com.", 15, "www.example.com.", 10);
@@ -157,7 +157,7 @@ TEST_F(Robustness, RequestsBeyondTheBoundAreAnsweredWithServerFailure) {
   EXPECT_TRUE(wsdns.sent.empty());
   Ask(1, "one-too-many.example.org.", 1);
   EXPECT_EQ(engine.Requests().size(), DnsEngine::kMaxRequests);
-  EXPECT_EQ(LastAnswer().rcode(), 2);
+  EXPECT_EQ(LastAnswer().Header.RCode, 2);
 }
 
 }  // namespace

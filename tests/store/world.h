@@ -11,6 +11,7 @@
 #include "support/store_parts.h"
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
+#include "wire/soa_data.h"
 
 using namespace korvane;
 
@@ -41,10 +42,9 @@ struct StoreWorld : StoreParts {
   }
 
   // SOA record data: primary, mailbox, then five 32-bit numbers.
-  static std::string Soa(const std::string& primary, const std::string& mailbox, std::vector<int> numbers) {
-    std::string data = primary + '\0' + mailbox + '\0';
-    for (int n : numbers) data += Bytes({(n >> 24) & 255, (n >> 16) & 255, (n >> 8) & 255, n & 255});
-    return data;
+  static std::string Soa(const std::string& primary, const std::string& mailbox, std::vector<uint32_t> n) {
+    n.resize(5);
+    return modDNS::SoaData{primary, mailbox, n[0], n[1], n[2], n[3], n[4]}.Pack();
   }
 
   // One line per record: name, type, TTL now, data shown readably, pref,
@@ -57,14 +57,9 @@ struct StoreWorld : StoreParts {
 
   // "primary mailbox serial refresh retry expire minimum".
   static std::string SoaText(std::string_view data) {
-    std::size_t end = data.find('\0');
-    std::string text(data.substr(0, end));
-    data.remove_prefix(end == std::string_view::npos ? data.size() : end + 1);
-    end = data.find('\0');
-    text += " " + std::string(data.substr(0, end));
-    data.remove_prefix(end == std::string_view::npos ? data.size() : end + 1);
-    for (int i = 0; i < 5; ++i)
-      text += " " + std::to_string(static_cast<long long>(modDNS::ExtractLong(data, true)));
+    const modDNS::SoaData soa = modDNS::SoaData::Parse(data);
+    std::string text = soa.Primary + " " + soa.Mailbox;
+    for (uint32_t n : soa.Numbers()) text += " " + std::to_string(n);
     return text;
   }
 

@@ -2,6 +2,7 @@
 // error reporter that record what they are given, and a temporary folder.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,8 @@ struct SentDatagram {
 };
 
 // A socket that keeps what it is asked to send, or fails when told to.
+// `onSend`, when set, runs inside each send (as a shell's nested event loop
+// would).
 class RecordingSender : public DatagramSender {
  public:
   bool Send(const std::string& host, int port, const std::string& bytes,
@@ -58,10 +61,15 @@ class RecordingSender : public DatagramSender {
       return false;
     }
     sent.push_back({host, port, bytes, fromAddress});
+    if (onSend) {
+      std::function<void()> hook = onSend;  // the hook may replace itself
+      hook();
+    }
     return true;
   }
   std::vector<SentDatagram> sent;
   bool fail = false;
+  std::function<void()> onSend;
 };
 
 class RecordingProgress : public ProgressSink {

@@ -1,13 +1,11 @@
-#include "store/text.h"
+#include "wire/text.h"
 
 #include <cmath>
 #include <limits>
 
-#include "wire/ip.h"
-
 namespace korvane {
 
-namespace storetext {
+namespace text {
 
 std::string_view TrimLeftSpaces(std::string_view text) {
   std::size_t first = text.find_first_not_of(' ');
@@ -40,7 +38,27 @@ void TabsToSpaces(std::string& text) {
 }
 
 double LeadingNumber(std::string_view text) {
-  return modIP::LeadingNumber(TrimLeftSpaces(text));
+  // Anything far above an octet or a TTL saturates; the cap keeps huge digit
+  // strings finite.
+  constexpr double kCap = 1e15;
+  std::size_t at = 0;
+  bool negative = false;
+  if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
+    negative = text[at] == '-';
+    ++at;
+  }
+  double value = 0;
+  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+    if (value < kCap) value = value * 10 + (text[at] - '0');
+  }
+  if (at < text.size() && text[at] == '.') {
+    double scale = 0.1;
+    for (++at; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+      value += (text[at] - '0') * scale;
+      scale /= 10;
+    }
+  }
+  return negative ? -value : value;
 }
 
 int32_t RoundToInt32(double value) {
@@ -55,18 +73,20 @@ std::string NumberText(int64_t value) {
   return value >= 0 ? " " + std::to_string(value) : std::to_string(value);
 }
 
-std::vector<std::string> SplitLines(std::string_view content, std::vector<std::size_t>* ends) {
+bool LineReader::Next(std::string_view& line) {
+  if (at_ >= content_.size()) return false;
+  std::size_t newline = content_.find('\n', at_);
+  std::size_t stop = newline == std::string_view::npos ? content_.size() : newline;
+  line = content_.substr(at_, stop - at_);
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  at_ = newline == std::string_view::npos ? content_.size() : newline + 1;
+  return true;
+}
+
+std::vector<std::string> SplitLines(std::string_view content) {
   std::vector<std::string> lines;
-  std::size_t start = 0;
-  while (start < content.size()) {
-    std::size_t newline = content.find('\n', start);
-    std::size_t stop = newline == std::string_view::npos ? content.size() : newline;
-    std::string_view line = content.substr(start, stop - start);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    lines.emplace_back(line);
-    start = newline == std::string_view::npos ? content.size() : newline + 1;
-    if (ends) ends->push_back(start);
-  }
+  LineReader reader(content);
+  for (std::string_view line; reader.Next(line);) lines.emplace_back(line);
   return lines;
 }
 
@@ -84,6 +104,6 @@ std::vector<std::string> SplitWords(std::string_view text) {
   return words;
 }
 
-}  // namespace storetext
+}  // namespace text
 
 }  // namespace korvane

@@ -1,0 +1,51 @@
+// What a request needs of the engine that holds it, and nothing more: the
+// store, the leases, the two sockets, the other pending requests (by
+// serial, for sub-requests), query IDs, chance and the timer. The engine
+// implements it; a test can give a request a small fake instead.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "store/lease_source.h"
+#include "store/store.h"
+#include "wire/services.h"
+
+namespace korvane {
+
+class clDNSRequest;
+
+class RequestHost {
+ public:
+  virtual ~RequestHost() = default;
+
+  virtual StoreContext& Store() = 0;
+  // Null when there is no DHCP service.
+  virtual LeaseSource* Leases() = 0;
+  // WSDNS, from which answers go to clients.
+  virtual DatagramSender& AnswerSocket() = 0;
+  // WSDNS2, from which queries go to other servers.
+  virtual DatagramSender& QuerySocket() = 0;
+
+  // A serial no other request of this host has had.
+  virtual uint64_t NewSerial() = 0;
+  // True while the request `serial` is held in Requests.
+  virtual bool Holds(uint64_t serial) const = 0;
+  // True when Requests holds as many requests as it may: no more may wait.
+  virtual bool Full() const = 0;
+  // Takes a sub-request into Requests; it is checked soon.
+  virtual void AddSubRequest(std::unique_ptr<clDNSRequest> sub) = 0;
+  // Checks the request `serial` again once the walk in progress is over.
+  virtual void CheckSoon(uint64_t serial) = 0;
+  // Calls CheckSub on every request that waits for the sub-request `serial`.
+  virtual void SubRequestDone(uint64_t serial) = 0;
+
+  // The ID of the next query to another server.
+  virtual int32_t NextQueryId() = 0;
+  // Uniform in [0, 1).
+  virtual double Random() = 0;
+  // The timer must run: a request waits.
+  virtual void EnableTimer() = 0;
+};
+
+}  // namespace korvane

@@ -1,0 +1,192 @@
+#include "store/record_line.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <vector>
+
+#include "store/record_text.h"
+#include "wire/dns_codec.h"
+#include "wire/ip.h"
+#include "wire/soa_data.h"
+#include "wire/text.h"
+
+namespace korvane {
+
+using namespace text;
+
+namespace modDNS {
+
+namespace {
+
+bool HasOctetAbove255(std::string_view address) {
+  while (!address.empty()) {
+    std::size_t dot = address.find('.');
+    if (std::nearbyint(std::abs(LeadingNumber(address.substr(0, dot)))) > 255) return true;
+    if (dot == std::string_view::npos) break;
+    address.remove_prefix(dot + 1);
+  }
+  return false;
+}
+
+// The text before the first ";".
+void CutComment(std::string& line) {
+  std::size_t semicolon = line.find(';');
+  if (semicolon != std::string::npos) line.erase(semicolon);
+}
+
+// Only digits, no sign, no leading zero, and small enough for a TTL.
+std::optional<int64_t> PlainNumber(std::string_view token) {
+  if (token.empty() || token.size() > 10) return std::nullopt;
+  if (token.size() > 1 && token[0] == '0') return std::nullopt;
+  int64_t value = 0;
+  for (char c : token) {
+    if (c < '0' || c > '9') return std::nullopt;
+    value = value * 10 + (c - '0');
+  }
+  if (value > std::numeric_limits<int32_t>::max()) return std::nullopt;
+  return value;
+}
+
+// The class may stand before or after the TTL. False when the line is to
+// be skipped.
+bool PassClass(std::string& token, std::string& line) {
+  std::string upper = Upper(token);
+  if (upper == "CH") return false;
+  if (upper == "IN") token = NextToken(line);
+  return !token.empty() && !line.empty();
+}
+
+// Owner, class and TTL; leaves the type in `record`. False to skip the line.
+bool ParseLineStart(std::string& line, ReaderState& state, int64_t age, RecordLine& record) {
+  if (line.empty() || line[0] == '@') return false;
+  if (line[0] != ' ') {
+    state.owner = NameOf(NextToken(line));
+    state.haveOwner = true;
+    state.ttl = kDefaultRecordTTL;
+  } else if (!state.haveOwner) {
+    return false;
+  }
+  std::string token = NextToken(line);
+  if (!PassClass(token, line)) return false;
+  if (std::optional<int64_t> number = PlainNumber(token)) {
+    state.ttl = *number - age;
+    token = NextToken(line);
+  }
+  if (state.ttl < 0) return false;
+  if (!PassClass(token, line)) return false;
+  record.owner = state.owner;
+  record.type = Upper(token);
+  record.ttl = static_cast<int32_t>(std::min<int64_t>(state.ttl, std::numeric_limits<int32_t>::max()));
+  return true;
+}
+
+// False when the line runs out before the fifth number, or a number is out
+// of range (reported): no short SOA is stored.
+bool ParseSoa(StoreContext& ctx, std::string& line, std::string& data) {
+  SoaData soa;
+  soa.Primary = NameOf(NextToken(line));
+  soa.Mailbox = NameOf(NextToken(line));
+  for (uint32_t* number : {&soa.Serial, &soa.Refresh, &soa.Retry, &soa.Expire, &soa.Minimum}) {
+    std::string token = NextToken(line);
+    if (token.empty()) return false;
+    const double whole = std::floor(LeadingNumber(token));
+    if (MakeLong(whole, ctx.errors).size() != 4) return false;
+    *number = static_cast<uint32_t>(static_cast<int32_t>(whole));
+  }
+  data = soa.Pack();
+  return true;
+}
+
+}  // namespace
+
+std::string NextToken(std::string& line) {
+  std::string_view rest = TrimLeftSpaces(line);
+  std::size_t space = rest.find(' ');
+  std::string token(rest.substr(0, space));
+  line = space == std::string_view::npos ? std::string() : std::string(TrimLeftSpaces(rest.substr(space + 1)));
+  return token;
+}
+
+bool ParseRecordLine(StoreContext& ctx, std::string line, ReaderState& state, int64_t age,
+                     RecordLine& record) {
+  if (!ParseLineStart(line, state, age, record)) return false;
+  record.pref = 0;
+  if (record.type == "A") {
+    std::string token = NextToken(line);
+    // The lenient address reading would turn 300.1.1.1 into 255.1.1.1: an
+    // operator's typing error must not become a record.
+    if (HasOctetAbove255(token)) return false;
+    std::string address = modIP::CleanIP(token);
+    if (address.empty()) return false;
+    record.data = modIP::IPToData(address);
+  } else if (record.type == "SOA") {
+    return ParseSoa(ctx, line, record.data);
+  } else if (record.type == "MX") {
+    record.pref = RoundToInt32(std::trunc(std::fabs(LeadingNumber(NextToken(line)))));
+    record.data = NameOf(NextToken(line));
+  } else if (record.type == "DHCP") {
+    record.data.clear();
+    for (int i = 0; i < 4; ++i) record.data += modIP::IPToData(NextToken(line));
+  } else {
+    record.data = NameOf(NextToken(line));
+  }
+  return true;
+}
+
+bool PoolOf(const StoreContext& ctx, const RecordLine& record, clDHCPif& pool) {
+  // Leases are compared as text: "10.0.0.010" and "10.0.0.10" must be one
+  // address, so the pool's addresses are kept in their plain dotted form.
+  auto address = [&record](std::size_t index) {
+    return modIP::DataToIP(std::string_view(record.data).substr(std::min(index * 4, record.data.size())));
+  };
+  pool.ScopeFrom = address(0);
+  pool.ScopeTo = address(1);
+  pool.Subnet = address(2);
+  pool.Gateway = address(3);
+  auto local = std::find_if(ctx.LocalIPs.rbegin(), ctx.LocalIPs.rend(), [&](const std::string& ip) {
+    return modIP::SameNet(ip, pool.ScopeFrom, pool.Subnet);
+  });
+  if (local == ctx.LocalIPs.rend()) return false;
+  pool.IPaddr = *local;
+  pool.TTL = record.ttl;
+  pool.Domain = record.owner;
+  return true;
+}
+
+bool ForEachLogicalLine(std::string_view content,
+                        const std::function<void(std::string line, std::size_t end)>& take) {
+  LineReader lines(content);
+  for (std::string_view physical; lines.Next(physical);) {
+    std::string line(physical);
+    TabsToSpaces(line);
+    CutComment(line);
+    line = std::string(TrimRightSpaces(line));
+
+    if (!line.empty() && line.back() == '(') {
+      line.pop_back();
+      bool closed = false;
+      while (!closed && lines.Next(physical)) {
+        std::string more(physical);
+        TabsToSpaces(more);
+        more = std::string(TrimSpaces(more));
+        CutComment(more);
+        std::size_t close = more.find(')');
+        if (close != std::string::npos) {
+          more = std::string(TrimSpaces(std::string_view(more).substr(0, close)));
+          closed = true;
+        }
+        line += ' ';
+        line += more;
+      }
+      if (!closed) return false;
+    }
+    take(std::move(line), lines.Offset());
+  }
+  return true;
+}
+
+}  // namespace modDNS
+
+}  // namespace korvane

@@ -94,18 +94,20 @@ void clDNSRequest::AppendRecord(std::string& message, const clDNSRecord& record,
   message += '\1';
   message += modDNS::MakeLong(std::max(record.TTL(now), 0), errors);
 
-  const std::string prefix = "-> " + SectionName(section) + ": ";
-  std::string data, line;
+  LogSink& log = engine_.store_.log;
+  const std::string& sectionName = SectionName(section);
+  std::string data;
   switch (record.RecType) {
     case RecordType::kA:
       data = record.Data;
-      line = prefix + "A-record for " + record.Name + " = " + modIP::DataToIP(record.Data);
+      log.AddLine({"-> ", sectionName, ": A-record for ", record.Name, " = ",
+                   modIP::DataToIP(record.Data)});
       break;
     case RecordType::kNS:
     case RecordType::kCNAME:
       data = modDNS::ZipName(message, record.Data, errors);
-      line = prefix + modDNS::RTypeN(record.RecType) + "-record for " + record.Name + " = " +
-             record.Data;
+      log.AddLine({"-> ", sectionName, ": ", modDNS::RTypeN(record.RecType), "-record for ", record.Name,
+                   " = ", record.Data});
       break;
     case RecordType::kSOA: {
       // Primary server, a zero byte, mailbox, a zero byte, then 20 number bytes.
@@ -122,16 +124,17 @@ void clDNSRequest::AppendRecord(std::string& message, const clDNSRecord& record,
       if (second != std::string::npos) numbers = soa.substr(second + 1);
       data = modDNS::ZipName(message, primary, errors) + modDNS::ZipName(message, mailbox, errors) +
              numbers;
-      line = prefix + "SOA-record for " + record.Name + " = " + primary;
+      log.AddLine({"-> ", sectionName, ": SOA-record for ", record.Name, " = ", primary});
       break;
     }
     case RecordType::kPTR:
       data = modDNS::ZipName(message, record.Data, errors);
-      line = prefix + "PTR-record for " + modDNS::ArpaToIP(record.Name) + " = " + record.Data;
+      log.AddLine({"-> ", sectionName, ": PTR-record for ", modDNS::ArpaToIP(record.Name), " = ",
+                   record.Data});
       break;
     case RecordType::kMX:
       data = modDNS::MakeShort(record.Pref) + modDNS::ZipName(message, record.Data, errors);
-      line = prefix + "MX-record for " + record.Name + " = " + record.Data;
+      log.AddLine({"-> ", sectionName, ": MX-record for ", record.Name, " = ", record.Data});
       break;
     default:
       data = record.Data;
@@ -139,7 +142,6 @@ void clDNSRequest::AppendRecord(std::string& message, const clDNSRecord& record,
   }
   message += modDNS::MakeShort(static_cast<int32_t>(std::min<std::size_t>(data.size(), 65535)));
   message += data;
-  if (!line.empty()) engine_.store_.log.AddLine(line);
 }
 
 void clDNSRequest::SendAnswer() {
@@ -167,13 +169,12 @@ void clDNSRequest::SendAnswer() {
     }
 
     const std::string typeName = modDNS::RTypeN(RecType);
-    store.log.AddLine("Sending reply to " + FromIP + " about " + typeName + "-record for " + Name +
-                      ":");
+    store.log.AddLine({"Sending reply to ", FromIP, " about ", typeName, "-record for ", Name, ":"});
     if (rcode_ == 0) {
       if (answer_.empty() && (RD || AA_))
-        store.log.AddLine("-> Answer: There are no " + typeName + "-Records for " + Name);
+        store.log.AddLine({"-> Answer: There are no ", typeName, "-Records for ", Name});
     } else {
-      store.log.AddLine("-> Header: " + modDNS::RCodeN(rcode_));
+      store.log.AddLine({"-> Header: ", modDNS::RCodeN(rcode_)});
     }
 
     std::string message;

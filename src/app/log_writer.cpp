@@ -23,6 +23,9 @@ namespace {
 // Output is built and written in pieces of about this size.
 constexpr std::size_t kChunkBytes = 256 * 1024;
 constexpr int64_t kRetrySeconds = 60;
+// While lines keep coming the writer looks for more this often on its own,
+// so the logging thread need not wake it after every batch.
+constexpr auto kBusyPoll = std::chrono::milliseconds(2);
 
 using Clock = std::chrono::steady_clock;
 
@@ -51,7 +54,8 @@ struct LogWriter::Shared {
   bool stop = false;
   bool closeRequested = false;
   bool finished = false;
-  uint64_t written = 0;            // queue position up to which lines are written
+  std::atomic<uint64_t> written{0};  // queue position up to which lines are written
+  std::atomic<bool> idle{false};   // the writer sleeps until woken
   std::atomic<bool> abandon{false};
   std::atomic<bool> hasEvents{false};
   Events events;
@@ -132,10 +136,16 @@ LogWriter::~LogWriter() {
 bool LogWriter::Push(const LogRecord& record) { return shared_->queue.Push(record); }
 
 bool LogWriter::CaughtUp() const {
-  return shared_->queue.Used() <= shared_->queue.Capacity() / 2;
+  // Measured against what is written, not what was taken from the queue: a
+  // writer stuck in a write holds lines of its own.
+  const uint64_t backlog = shared_->queue.Head() - shared_->written.load(std::memory_order_acquire);
+  return backlog <= shared_->queue.Capacity() / 2;
 }
 
 void LogWriter::Wake() {
+  // Pairs with the writer's look at the queue after it has said it is idle.
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  if (!shared_->idle.load(std::memory_order_relaxed)) return;
   std::lock_guard lock(shared_->mutex);
   shared_->wake = true;
   shared_->wakeUp.notify_one();
@@ -174,13 +184,23 @@ LogWriter::Events LogWriter::TakeEvents() {
 
 void LogWriter::Thread::Run() {
   Shared& shared = *shared_;
+  bool busy = false;
   for (;;) {
     {
       std::unique_lock lock(shared.mutex);
-      shared.wakeUp.wait_for(lock, std::chrono::seconds(1),
-                             [&] { return shared.wake || shared.stop || shared.closeRequested; });
+      auto woken = [&] { return shared.wake || shared.stop || shared.closeRequested; };
+      if (busy) {
+        shared.wakeUp.wait_for(lock, kBusyPoll, woken);
+      } else {
+        shared.idle.store(true, std::memory_order_relaxed);
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+        if (shared.queue.Head() == shared.queue.Tail())
+          shared.wakeUp.wait_for(lock, std::chrono::seconds(1), woken);
+        shared.idle.store(false, std::memory_order_relaxed);
+      }
       shared.wake = false;
     }
+    const uint64_t before = shared.queue.Tail();
     try {
       while (DrainChunk()) {
       }
@@ -192,6 +212,7 @@ void LogWriter::Thread::Run() {
       fileBuffer_.clear();
       fileBufferLines_ = 0;
     }
+    busy = shared.queue.Tail() != before;
     bool close, stop;
     {
       std::lock_guard lock(shared.mutex);

@@ -62,7 +62,7 @@ class LogWriter {
 
   // Producer side, never waits. False when the queue is full.
   bool Push(const LogRecord& record);
-  // True when the queue is at most half full.
+  // True when the lines not yet written fill at most half the queue.
   bool CaughtUp() const;
   // Tells the thread that lines wait.
   void Wake();

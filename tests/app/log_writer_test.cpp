@@ -64,19 +64,25 @@ TEST_F(LogTest, StalledFileNeverHoldsTheLoggerAndOneLineCountsTheLoss) {
   }
   close(reader);
 
+  // Each note stands where its lines are missing: the burst reads on after
+  // it as if the lines counted had been there.
   const Lines lines = Split(read, "\r\n");
-  ASSERT_GE(lines.size(), 3u);
+  ASSERT_GE(lines.size(), 2u);
   EXPECT_EQ(lines.back(), kStamp + "final");
-  std::smatch note;
-  const std::string lostLine = lines[lines.size() - 2];
-  ASSERT_TRUE(std::regex_match(lostLine, note, std::regex(kStamp + "(\\d+) log lines were lost \\(log disk too slow\\)\\.")))
-      << lostLine;
-  const int lost = std::stoi(note[1]);
-  EXPECT_GT(lost, 0);
-  // The lines that made it are the first ones, in order; the rest were counted.
-  const int written = static_cast<int>(lines.size()) - 2;
-  for (int i = 0; i < written; ++i) ASSERT_EQ(lines[i], kStamp + "burst " + std::to_string(i + 1));
-  EXPECT_EQ(written + lost, kBurst);
+  const std::regex lostLine(kStamp + "(\\d+) log lines were lost \\(log disk too slow\\)\\.");
+  int next = 1, notes = 0;
+  for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
+    std::smatch note;
+    if (std::regex_match(lines[i], note, lostLine)) {
+      ++notes;
+      next += std::stoi(note[1]);
+    } else {
+      ASSERT_EQ(lines[i], kStamp + "burst " + std::to_string(next)) << "line " << i;
+      ++next;
+    }
+  }
+  EXPECT_EQ(next, kBurst + 1);
+  EXPECT_GE(notes, 1);
 }
 
 TEST_F(LogTest, ClosingWritesEveryQueuedLineToFileAndEcho) {

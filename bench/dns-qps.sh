@@ -1,19 +1,29 @@
 #!/usr/bin/env bash
-# DNS throughput: dnsperf against Korvane and against dnsmasq serving the same
-# names, both inside one private network namespace, measured in one run so the
-# ratio holds on a busy machine. Two pairs: every query written to a log file,
-# then no logging. Prints queries per second and the ratio Korvane/dnsmasq.
+# DNS throughput: dnsperf (-c 4) against an echo responder (the ceiling of
+# what dnsperf can drive here), Korvane and dnsmasq serving the same two
+# names, each logging every query to a file and not logging, all inside one
+# private network namespace and interleaved round by round, so the ratios
+# hold on a busy machine. Prints the median of the rounds: queries per
+# second, CPU time per query (from /proc/PID/stat, all threads) and, for
+# Korvane's logged runs, the log file's lines against 3 per answered query.
 #
-#   bench/dns-qps.sh [path-to-korvane] [seconds per run, default 10]
+#   bench/dns-qps.sh [build folder, default build] [seconds per run, default 8] [rounds, default 3]
 #
-# Needs root (network namespace), dnsperf and dnsmasq.
+# Needs root (network namespace), dnsperf and dnsmasq. Korvane runs with
+# --quiet (file only, as a service would).
 set -u
-BIN=${1:-$(dirname "$0")/../build/korvane}
-SECS=${2:-10}
-[ -x "$BIN" ] || { echo "korvane binary not found: $BIN" >&2; exit 1; }
+BUILD=${1:-$(dirname "$0")/../build}
+SECS=${2:-8}
+ROUNDS=${3:-3}
+BIN=$BUILD/korvane
+ECHO=$BUILD/korvane_dns_echo
+for b in "$BIN" "$ECHO"; do
+    [ -x "$b" ] || { echo "not built: $b" >&2; exit 1; }
+done
 BIN=$(readlink -f "$BIN")
+ECHO=$(readlink -f "$ECHO")
 [ "$(id -u)" -eq 0 ] || { echo "needs root (network namespace)" >&2; exit 1; }
-for t in dnsperf dnsmasq ip; do
+for t in dnsperf dnsmasq dig ip; do
     command -v "$t" >/dev/null || { echo "needs $t" >&2; exit 1; }
 done
 
@@ -34,58 +44,51 @@ trap cleanup EXIT
 trap 'exit 130' INT TERM
 ip netns add "$NS" && ip -n "$NS" link set lo up || exit 1
 
-KPORT=5301
-DPORT=5302
-NAMES=50
-
-# The same names for both servers.
+PORT=5301
+TICKS=$(getconf CLK_TCK)
 mkdir -p "$TMP/prog"
-{
-    echo "bench.test. 3600 SOA ns1.bench.test. hostmaster.bench.test. 1 3600 900 604800 300"
-    echo "bench.test. 3600 NS ns1.bench.test."
-    echo "ns1.bench.test. 3600 A 10.20.0.1"
-} >"$TMP/prog/named.perm"
+cat >"$TMP/prog/named.perm" <<'Z'
+bench.test. 3600 SOA ns1.bench.test. hostmaster.bench.test. 1 3600 900 604800 300
+bench.test. 3600 NS ns1.bench.test.
+ns1.bench.test. 3600 A 10.20.0.1
+www.bench.test. 3600 A 10.20.0.2
+mail.bench.test. 3600 A 10.20.0.3
+Z
 printf '; none\n' >"$TMP/prog/named.root"
-: >"$TMP/queries.txt"
-HOSTREC=()
-for i in $(seq 1 $NAMES); do
-    echo "h$i.bench.test. 3600 A 10.20.$((i / 250)).$((i % 250 + 1))" >>"$TMP/prog/named.perm"
-    HOSTREC+=("--host-record=h$i.bench.test,10.20.$((i / 250)).$((i % 250 + 1))")
-    echo "h$i.bench.test A" >>"$TMP/queries.txt"
-done
+printf 'www.bench.test A\nmail.bench.test A\n' >"$TMP/queries.txt"
 
-start_korvane() {   # start_korvane YES|NO
-    {
-        echo "Name: ns1.bench.test"
-        echo "HostsTTL: 3600"
-        [ "$1" = YES ] && echo "WriteLog: YES"
-    } >"$TMP/prog/korvane.ini"
-    rm -rf "$TMP/prog/logs"
-    ip netns exec "$NS" "$BIN" --headless --dir "$TMP/prog" --dns-port $KPORT >/dev/null 2>"$TMP/korvane.err" &
-    KPID=$!
-    PIDS+=("$KPID")
-    wait_answer $KPORT || { echo "korvane did not answer"; cat "$TMP/korvane.err"; exit 1; }
-}
-
-start_dnsmasq() {   # start_dnsmasq YES|NO
-    local log=()
-    [ "$1" = YES ] && log=(--log-queries --log-facility="$TMP/dnsmasq.log")
-    ip netns exec "$NS" dnsmasq --keep-in-foreground --conf-file=/dev/null --user=root \
-        --pid-file="$TMP/dnsmasq.pid" --port=$DPORT --listen-address=127.0.0.1 --bind-interfaces \
-        --no-resolv --no-hosts --local-ttl=3600 "${HOSTREC[@]}" "${log[@]}" >/dev/null 2>"$TMP/dnsmasq.err" &
-    DPID=$!
-    PIDS+=("$DPID")
-    wait_answer $DPORT || { echo "dnsmasq did not answer"; cat "$TMP/dnsmasq.err"; exit 1; }
-}
-
-wait_answer() {
+start() {   # start echo|korvane|dnsmasq YES|NO; sets SPID
+    case $1 in
+    echo)
+        ip netns exec "$NS" "$ECHO" $PORT &
+        ;;
+    korvane)
+        { echo "Name: ns1.bench.test"; [ "$2" = YES ] && echo "WriteLog: YES"; } >"$TMP/prog/korvane.ini"
+        rm -rf "$TMP/prog/logs"
+        ip netns exec "$NS" "$BIN" --headless --quiet --dir "$TMP/prog" --dns-port $PORT \
+            >/dev/null 2>"$TMP/korvane.err" &
+        ;;
+    dnsmasq)
+        local log=()
+        rm -f "$TMP/dnsmasq.log"
+        [ "$2" = YES ] && log=(--log-queries --log-facility="$TMP/dnsmasq.log")
+        ip netns exec "$NS" dnsmasq --keep-in-foreground --conf-file=/dev/null --user=root \
+            --pid-file="$TMP/dnsmasq.pid" --port=$PORT --listen-address=127.0.0.1 --bind-interfaces \
+            --no-resolv --no-hosts --local-ttl=3600 --host-record=www.bench.test,10.20.0.2 \
+            --host-record=mail.bench.test,10.20.0.3 "${log[@]}" >/dev/null 2>"$TMP/dnsmasq.err" &
+        ;;
+    esac
+    SPID=$!
+    PIDS+=("$SPID")
     local i
     for i in $(seq 1 50); do
-        ip netns exec "$NS" dig +time=1 +tries=1 -p "$1" @127.0.0.1 h1.bench.test A 2>/dev/null |
+        ip netns exec "$NS" dig +time=1 +tries=1 -p $PORT @127.0.0.1 www.bench.test A 2>/dev/null |
             grep -q 'status: NOERROR' && return 0
         sleep 0.1
     done
-    return 1
+    echo "$1 did not answer" >&2
+    cat "$TMP"/*.err >&2
+    exit 1
 }
 
 stop() {   # stop PID
@@ -98,40 +101,60 @@ stop() {   # stop PID
     PIDS=("${keep[@]}")
 }
 
-perf() {   # perf PORT LABEL -> prints qps, sets QPS and LOST
-    local out
-    out=$(ip netns exec "$NS" dnsperf -s 127.0.0.1 -p "$1" -d "$TMP/queries.txt" -l "$SECS" 2>&1)
-    QPS=$(awk '/Queries per second:/ {printf "%.0f", $4}' <<<"$out")
-    LOST=$(awk '/Queries lost:/ {print $3, $4}' <<<"$out")
-    printf '  %-34s %12s q/s   lost %s\n' "$2" "${QPS:-?}" "${LOST:-?}"
+cpu_ticks() { awk '{print $14 + $15}' "/proc/$1/stat"; }
+log_lines() { cat "$TMP"/prog/logs/*.log 2>/dev/null | wc -l; }
+
+# run NAME SERVER LOG: one measured run; appends "qps us-per-query" to $TMP/NAME
+run() {
+    local name=$1 before after out qps done cpu lines0 lines1
+    start "$2" "$3"
+    lines0=$(log_lines)
+    before=$(cpu_ticks "$SPID")
+    out=$(ip netns exec "$NS" dnsperf -s 127.0.0.1 -p $PORT -d "$TMP/queries.txt" -l "$SECS" -c 4 2>&1)
+    after=$(cpu_ticks "$SPID")
+    qps=$(awk '/Queries per second:/ {printf "%.0f", $4}' <<<"$out")
+    done=$(awk '/Queries completed:/ {print $3}' <<<"$out")
+    cpu=$(awk -v t=$((after - before)) -v h="$TICKS" -v n="${done:-0}" \
+        'BEGIN { if (n > 0) printf "%.2f", t / h / n * 1e6; else print "?" }')
+    if [ "$2" = korvane ] && [ "$3" = YES ]; then
+        sleep 0.5   # the writer's last lines
+        lines1=$(log_lines)
+        printf '    %-18s %9s q/s %7s us/query   log lines %d, 3 x answered %d\n' "$name" "${qps:-?}" \
+            "$cpu" $((lines1 - lines0)) $((3 * ${done:-0}))
+    else
+        printf '    %-18s %9s q/s %7s us/query\n' "$name" "${qps:-?}" "$cpu"
+    fi
+    echo "${qps:-0} $cpu" >>"$TMP/$name"
+    stop "$SPID"
 }
 
+median() {   # median FILE COLUMN
+    sort -n -k"$2" "$1" | awk -v c="$2" '{ v[NR] = $c } END { print v[int((NR + 1) / 2)] }'
+}
+
+echo "dnsperf -c 4, $SECS s per run, $ROUNDS rounds, 2 names, loopback in one namespace"
+for r in $(seq 1 "$ROUNDS"); do
+    echo "  round $r"
+    run echo echo NO
+    run korvane-log korvane YES
+    run dnsmasq-log dnsmasq YES
+    run korvane-nolog korvane NO
+    run dnsmasq-nolog dnsmasq NO
+done
+
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (b > 0) printf "%.2f", a / b; else print "?" }'; }
-
-echo "dnsperf, $SECS s per run, $NAMES names, 1 client, both servers on loopback in one namespace"
-
-echo "with every query logged to a file:"
-start_korvane YES
-perf $KPORT "Korvane (WriteLog: YES, stdout null)"; K_LOG=$QPS
-KLOGSIZE=$(du -sh "$TMP/prog/logs" 2>/dev/null | cut -f1)
-stop "$KPID"
-rm -rf "$TMP/prog/logs"
-start_dnsmasq YES
-perf $DPORT "dnsmasq (--log-queries, file)"; D_LOG=$QPS
-DLOGSIZE=$(du -sh "$TMP/dnsmasq.log" 2>/dev/null | cut -f1)
-stop "$DPID"
-rm -f "$TMP/dnsmasq.log"
-echo "  log files written: Korvane ${KLOGSIZE:-none}, dnsmasq ${DLOGSIZE:-none} (deleted)"
-
-echo "without logging:"
-start_korvane NO
-perf $KPORT "Korvane (no log file, stdout null)"; K_NOLOG=$QPS
-stop "$KPID"
-start_dnsmasq NO
-perf $DPORT "dnsmasq (no query log)"; D_NOLOG=$QPS
-stop "$DPID"
-
+E=$(median "$TMP/echo" 1)
 echo
-printf '%-22s %12s %12s %8s\n' "" "Korvane" "dnsmasq" "ratio"
-printf '%-22s %12s %12s %8s\n' "logging to file" "$K_LOG" "$D_LOG" "$(ratio "$K_LOG" "$D_LOG")"
-printf '%-22s %12s %12s %8s\n' "no logging" "$K_NOLOG" "$D_NOLOG" "$(ratio "$K_NOLOG" "$D_NOLOG")"
+echo "medians:"
+printf '  %-46s %10s %10s\n' "" "q/s" "us/query"
+printf '  %-46s %10s %10s\n' "echo responder (ceiling)" "$E" "$(median "$TMP/echo" 2)"
+for pair in "log:every query logged to a file:--log-queries --log-facility=FILE" \
+            "nolog:no file log:no query log"; do
+    IFS=: read -r key title dtitle <<<"$pair"
+    K=$(median "$TMP/korvane-$key" 1)
+    D=$(median "$TMP/dnsmasq-$key" 1)
+    echo "  $title"
+    printf '  %-46s %10s %10s\n' "  Korvane" "$K" "$(median "$TMP/korvane-$key" 2)"
+    printf '  %-46s %10s %10s\n' "  dnsmasq ($dtitle)" "$D" "$(median "$TMP/dnsmasq-$key" 2)"
+    echo "    Korvane / dnsmasq $(ratio "$K" "$D"), Korvane / ceiling $(ratio "$K" "$E")"
+done

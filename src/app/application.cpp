@@ -80,6 +80,10 @@ Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& edi
     dns_.OnDnsDatagram(d.host, d.port, d.data, d.localAddress);
   });
   WSDNS_.SetBatchDone([this] { log_.Flush(); });
+  // An answer held for the batch and then refused is logged as a failed answer.
+  WSDNS_.SetSendErrorHandler([this](int number, const std::string& text) {
+    log_.AddLine("SA-WS Error " + std::to_string(number) + " " + text);
+  });
   WSDNS_.SetErrorHandler(
       [this](int number, const std::string& text) { dns_.SocketError(1, number, text); });
   WSDNS2_.SetHandler([this](const Datagram& d) { dns_.OnDns2Datagram(d.host, d.port, d.data); });
@@ -118,6 +122,7 @@ void Application::StartServices() {
     SendError error;
     BindOptions options;
     options.batch = 32;
+    options.batchSends = true;
     const std::string& bind = options_.DNSBIND;
     if (!WSDNS_.Bind(bind, settings_.dnsPort, options, error)) {
       serverStarted_ = false;

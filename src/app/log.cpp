@@ -1,39 +1,30 @@
 #include "app/log.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <exception>
 #include <new>
-
-#include "wire/datetime.h"
 
 namespace korvane {
 
 namespace modMain {
 
-namespace {
-// Large enough that a busy server writes rarely, small enough that a crash
-// loses little.
-constexpr size_t kBufferBytes = 64 * 1024;
-constexpr int kDeviceIOError = 57;
-}  // namespace
+Log::Log(const Clock& clock, Options& options, std::string folder, std::size_t queueBytes)
+    : clock_(clock),
+      options_(options),
+      folder_(std::move(folder)),
+      queueBytes_(queueBytes),
+      errors_(&DefaultErrorReporter()),
+      window_(kWindowLines) {}
 
-Log::Log(const Clock& clock, Options& options, std::string folder)
-    : clock_(clock), options_(options), folder_(std::move(folder)), errors_(&DefaultErrorReporter()) {}
+Log::~Log() = default;
 
-Log::~Log() {
-  CloseFile();
-  if (echo_) std::fflush(echo_);
-}
+void Log::AddLine(const std::string& text) { AddLine({std::string_view(text)}); }
 
-void Log::AddLine(const std::string& text) {
+void Log::AddLine(std::initializer_list<std::string_view> parts) {
   try {
-    AddLineUnguarded(text);
+    CatchUp();
+    Append(parts);
   } catch (const std::bad_alloc&) {
     ReportFailure(ErrorNumber::kOutOfMemory, "Out of memory");
   } catch (const std::exception&) {
@@ -41,110 +32,105 @@ void Log::AddLine(const std::string& text) {
   }
 }
 
-void Log::AddLineUnguarded(const std::string& text) {
-  RefreshStamp();
-  // The line reuses the storage of the one that leaves the window: a busy
-  // server logs several lines per query.
-  std::string line;
-  if (window_.size() >= kWindowLines) {
-    Announce(LogWindowChange::kAboutToRemoveFirst);
-    line = std::move(window_.front());
-    window_.pop_front();
-    Announce(LogWindowChange::kFirstRemoved);
-  }
-  line.assign(stamp_);
-  line += text;
+void Log::Append(std::initializer_list<std::string_view> parts) {
+  const auto second = static_cast<int64_t>(std::floor(clock_.Now()));
+  // The window's slot keeps its storage from line to line: no allocation
+  // once the window has seen lines this long.
+  Line& line = window_[next_ % kWindowLines];
+  ++next_;
+  line.second = second;
+  line.text.clear();
+  for (std::string_view part : parts) line.text += part;
   // Names from the network may carry line breaks: one event stays one line.
-  for (std::size_t i = stamp_.size(); i < line.size(); ++i)
-    if (static_cast<unsigned char>(line[i]) < ' ' || line[i] == 0x7f) line[i] = '?';
-  Announce(LogWindowChange::kAboutToAppend);
-  window_.push_back(std::move(line));
-  Announce(LogWindowChange::kAppended);
-  const std::string& added = window_.back();
+  for (char& c : line.text)
+    if (static_cast<unsigned char>(c) < ' ' || c == 0x7f) c = '?';
 
-  if (echo_) {
-    std::fwrite(added.data(), 1, added.size(), echo_);
-    std::fputc('\n', echo_);
+  uint8_t flags = (echo_ ? LogQueue::kToEcho : 0) | (options_.WRITELOG ? LogQueue::kToFile : 0);
+  if (flags == 0) return;
+  if (!writer_) writer_ = std::make_unique<LogWriter>(folder_, echo_, queueBytes_);
+  // After a loss the queue takes lines again only once the writer has caught
+  // up, so the note stands right where the lines are missing.
+  if (dropped_ > 0 || !writer_->Push(LogRecord{second, epoch_, flags, line.text})) ++dropped_;
+}
+
+void Log::CatchUp() {
+  if (!writer_) return;
+  if (writer_->HasEvents()) TakeWriterEvents();
+  if (dropped_ > 0 && writer_->CaughtUp()) {
+    const std::string count = std::to_string(dropped_);
+    dropped_ = 0;
+    Append({count, " log lines were lost (log disk too slow)."});
   }
+}
 
-  if (!options_.WRITELOG) return;
-  if (!logDate_.empty() && logDate_ != today_) CloseFile();
-  if (logDate_.empty()) {
-    if (!OpenFile()) {
-      mkdir((folder_ + "/logs").c_str(), 0755);
-      if (!OpenFile()) {
-        options_.WRITELOG = false;
-        AddLine("Error opening log file!");  // WRITELOG is off: one level deep at most
-        return;
-      }
-    }
-    logDate_ = today_;
+void Log::TakeWriterEvents() {
+  LogWriter::Events events = writer_->TakeEvents();
+  if (events.failure) ReportFailure(events.failure->number, events.failure->description);
+  if (events.openFailed) {
+    options_.WRITELOG = false;
+    ++epoch_;  // lines of a later WRITELOG try the file again
+    Append({"Error opening log file!"});
   }
-  buffer_ += added;
-  buffer_ += "\r\n";
-  if (buffer_.size() >= kBufferBytes) WriteBuffer();
-}
-
-void Log::RefreshStamp() {
-  DateTime now = clock_.Now();
-  auto second = static_cast<int64_t>(std::floor(now));
-  if (second == stampSecond_) return;
-  stamp_ = FormatDateTime(now) + "  ";
-  today_ = FormatDateCompact(now);
-  stampSecond_ = second;
-}
-
-void Log::Announce(LogWindowChange change) {
-  if (windowChanged_) windowChanged_(change);
-}
-
-void Log::ClearWindow() {
-  Announce(LogWindowChange::kAboutToClear);
-  window_.clear();
-  Announce(LogWindowChange::kCleared);
-}
-
-bool Log::OpenFile() {
-  std::string path = folder_ + "/logs/" + today_ + ".log";
-  fd_ = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-  return fd_ >= 0;
-}
-
-bool Log::WriteBuffer() {
-  size_t done = 0;
-  while (done < buffer_.size()) {
-    ssize_t written = write(fd_, buffer_.data() + done, buffer_.size() - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) {
-      // A full disk would fail on every line after this one: stop writing
-      // files rather than report each line.
-      std::string reason = written < 0 ? std::strerror(errno) : "nothing written";
-      buffer_.clear();
-      close(fd_);
-      fd_ = -1;
-      logDate_.clear();
-      options_.WRITELOG = false;
-      ReportFailure(kDeviceIOError, "Device I/O error: " + reason);
-      return false;
-    }
-    done += static_cast<size_t>(written);
-  }
-  buffer_.clear();
-  return true;
+  if (events.lostInOutage > 0)
+    Append({std::to_string(events.lostInOutage), " log lines were lost (log file could not be written)."});
 }
 
 void Log::Flush() {
-  if (fd_ >= 0 && !buffer_.empty()) WriteBuffer();
-  if (echo_) std::fflush(echo_);
+  try {
+    CatchUp();
+    if (writer_) writer_->Wake();
+  } catch (const std::exception&) {
+    ReportFailure(ErrorNumber::kInternal, "Internal error");
+  }
+}
+
+bool Log::WaitWritten(double seconds) {
+  Flush();
+  if (!writer_) return true;
+  const bool done = writer_->WaitWritten(seconds);
+  CatchUp();
+  return done;
 }
 
 void Log::CloseFile() {
-  if (fd_ < 0) return;
-  if (!buffer_.empty() && !WriteBuffer()) return;
-  close(fd_);
-  fd_ = -1;
-  logDate_.clear();
+  Flush();
+  if (writer_) writer_->CloseFile(LogWriter::kStopSeconds);
 }
+
+std::string Log::LogDate() const { return writer_ ? writer_->FileDay() : ""; }
+
+Log::WindowSpan Log::Window() const {
+  WindowSpan span;
+  span.end = next_;
+  span.first = std::max(clearedBefore_, next_ > kWindowLines ? next_ - kWindowLines : 1);
+  return span;
+}
+
+const std::string& Log::StampOf(int64_t second) const {
+  stamp_.Set(second);
+  return stamp_.Stamp();
+}
+
+std::vector<std::string> Log::WindowLines(uint64_t from, uint64_t to) const {
+  const WindowSpan span = Window();
+  from = std::max(from, span.first);
+  to = std::min(to, span.end);
+  std::vector<std::string> texts;
+  if (from >= to) return texts;
+  texts.reserve(static_cast<std::size_t>(to - from));
+  for (uint64_t s = from; s < to; ++s) {
+    const Line& line = window_[s % kWindowLines];
+    texts.push_back(StampOf(line.second) + line.text);
+  }
+  return texts;
+}
+
+std::vector<std::string> Log::ListDNS() const {
+  const WindowSpan span = Window();
+  return WindowLines(span.first, span.end);
+}
+
+void Log::ClearWindow() { clearedBefore_ = next_; }
 
 void Log::ReportFailure(int number, const std::string& description) {
   // The reporter may be busy with a failure of ours already (its message box

@@ -1,4 +1,4 @@
-// korvane [--headless] [--dir DIR] [--dns-port N] [--dhcp-port N] [--version] [--help]
+// korvane [--headless] [--quiet] [--dir DIR] [--dns-port N] [--dhcp-port N] [--version] [--help]
 
 #include <QCoreApplication>
 
@@ -20,8 +20,10 @@ using namespace korvane;
 namespace {
 
 constexpr const char* kUsage =
-    "Usage: korvane [--headless] [--dir DIR] [--dns-port N] [--dhcp-port N] [--version] [--help]\n"
+    "Usage: korvane [--headless] [--quiet] [--dir DIR] [--dns-port N] [--dhcp-port N]\n"
+    "               [--version] [--help]\n"
     "  --headless      run without windows; every log line is also printed here\n"
+    "  --quiet         print no log lines (the daily log files still get them)\n"
     "  --dir DIR       program folder (korvane.ini, named.perm, ...); default: the\n"
     "                  folder of the executable\n"
     "  --dns-port N    DNS service port (default 53)\n"
@@ -55,10 +57,13 @@ std::string ExecutableFolder(const char* argv0) {
 int main(int argc, char** argv) {
   modMain::Settings settings;
   std::string folder;
+  bool quiet = false;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     if (arg == "--headless") {
       // There are no windows yet, so every run is headless.
+    } else if (arg == "--quiet") {
+      quiet = true;
     } else if (arg == "--dir" && i + 1 < argc) {
       folder = argv[++i];
     } else if (arg == "--dns-port" && i + 1 < argc) {
@@ -84,7 +89,7 @@ int main(int argc, char** argv) {
   }
   settings.folder = path.lexically_normal().string();
   while (settings.folder.size() > 1 && settings.folder.back() == '/') settings.folder.pop_back();
-  settings.echo = stdout;
+  settings.echo = quiet ? nullptr : stdout;
 
   // A client that vanishes must not kill the server through a broken pipe.
   signal(SIGPIPE, SIG_IGN);

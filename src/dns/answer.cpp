@@ -99,18 +99,20 @@ void clDNSRequest::AppendRecord(std::string& message, const clDNSRecord& record,
   message += '\1';
   message += modDNS::MakeLong(std::max(record.TTL(now), 0), errors);
 
-  const std::string prefix = "-> " + SectionName(section) + ": ";
-  std::string data, line;
+  LogSink& log = store_.log;
+  const std::string& sectionName = SectionName(section);
+  std::string data;
   switch (record.RecType) {
     case RecordType::kA:
       data = record.Data;
-      line = prefix + "A-record for " + record.Name + " = " + modIP::DataToIP(record.Data);
+      log.AddLine({"-> ", sectionName, ": A-record for ", record.Name, " = ",
+                   modIP::DataToIP(record.Data)});
       break;
     case RecordType::kNS:
     case RecordType::kCNAME:
       data = modDNS::ZipName(message, record.Data, errors);
-      line = prefix + modDNS::RTypeN(record.RecType) + "-record for " + record.Name + " = " +
-             record.Data;
+      log.AddLine({"-> ", sectionName, ": ", modDNS::RTypeN(record.RecType), "-record for ",
+                   record.Name, " = ", record.Data});
       break;
     case RecordType::kSOA: {
       modDNS::SoaData soa = modDNS::SoaData::Parse(record.Data);
@@ -119,16 +121,17 @@ void clDNSRequest::AppendRecord(std::string& message, const clDNSRecord& record,
         if (name->empty() || name->back() != '.') *name += '.';
       data = modDNS::ZipName(message, soa.Primary, errors) +
              modDNS::ZipName(message, soa.Mailbox, errors) + soa.NumberBytes();
-      line = prefix + "SOA-record for " + record.Name + " = " + soa.Primary;
+      log.AddLine({"-> ", sectionName, ": SOA-record for ", record.Name, " = ", soa.Primary});
       break;
     }
     case RecordType::kPTR:
       data = modDNS::ZipName(message, record.Data, errors);
-      line = prefix + "PTR-record for " + modDNS::ArpaToIP(record.Name) + " = " + record.Data;
+      log.AddLine({"-> ", sectionName, ": PTR-record for ", modDNS::ArpaToIP(record.Name), " = ",
+                   record.Data});
       break;
     case RecordType::kMX:
       data = modDNS::MakeShort(record.Pref) + modDNS::ZipName(message, record.Data, errors);
-      line = prefix + "MX-record for " + record.Name + " = " + record.Data;
+      log.AddLine({"-> ", sectionName, ": MX-record for ", record.Name, " = ", record.Data});
       break;
     default:
       data = record.Data;
@@ -136,7 +139,6 @@ void clDNSRequest::AppendRecord(std::string& message, const clDNSRecord& record,
   }
   message += modDNS::MakeShort(static_cast<int32_t>(std::min<std::size_t>(data.size(), 65535)));
   message += data;
-  if (!line.empty()) store_.log.AddLine(line);
 }
 
 // Neither authoritative nor asked to recurse: the client is pointed at the
@@ -195,13 +197,12 @@ void clDNSRequest::SendAnswer() {
     if (!AA_ && !RD) AddReferral();
 
     const std::string typeName = modDNS::RTypeN(RecType);
-    store_.log.AddLine("Sending reply to " + FromIP + " about " + typeName + "-record for " + Name +
-                       ":");
+    store_.log.AddLine({"Sending reply to ", FromIP, " about ", typeName, "-record for ", Name, ":"});
     if (rcode_ == 0) {
       if (answer_.empty() && (RD || AA_))
-        store_.log.AddLine("-> Answer: There are no " + typeName + "-Records for " + Name);
+        store_.log.AddLine({"-> Answer: There are no ", typeName, "-Records for ", Name});
     } else {
-      store_.log.AddLine("-> Header: " + modDNS::RCodeN(rcode_));
+      store_.log.AddLine({"-> Header: ", modDNS::RCodeN(rcode_)});
     }
     const std::string message = BuildAnswer(now);
     SendError error;

@@ -177,10 +177,10 @@ void DnsEngine::RunProcReq(const std::string& host, int port, std::string_view d
       NotImplemented(host, port, data, text, localAddress);
       return;
     }
-    std::string text = modDNS::RTypeN(request->RecType) + "-record for " + request->Name;
-    store_.log.AddLine("Request from " + host + " for " + text);
+    const std::string typeName = modDNS::RTypeN(request->RecType);
+    store_.log.AddLine({"Request from ", host, " for ", typeName, "-record for ", request->Name});
     if (!Implemented(request->RecType)) {
-      NotImplemented(host, port, data, text, localAddress);
+      NotImplemented(host, port, data, typeName + "-record for " + request->Name, localAddress);
       return;
     }
     if (requests_.empty()) modDNS::CleanCache(store_);

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <exception>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 namespace korvane {
 
@@ -29,6 +31,13 @@ class LogSink {
  public:
   virtual ~LogSink() = default;
   virtual void AddLine(const std::string& text) = 0;
+  // The same line given in pieces, joined in order: busy paths log without
+  // building the text first.
+  virtual void AddLine(std::initializer_list<std::string_view> parts) {
+    std::string text;
+    for (std::string_view part : parts) text += part;
+    AddLine(text);
+  }
 };
 
 // Error numbers handed to the reporter, numbered as the operator's support

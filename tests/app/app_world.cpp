@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 
+#include <QApplication>
 #include <QElapsedTimer>
 
 namespace {
@@ -36,7 +37,9 @@ void EnsureEventLoop() {
   static int argc = 1;
   static char name[] = "test_app";
   static char* argv[] = {name, nullptr};
-  if (!QCoreApplication::instance()) new QCoreApplication(argc, argv);
+  // Windows need a QApplication; without a display they draw offscreen.
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  if (!QCoreApplication::instance()) new QApplication(argc, argv);
 }
 
 void RunEvents() { QCoreApplication::processEvents(QEventLoop::AllEvents); }

@@ -1,8 +1,5 @@
 #include "app/application.h"
 
-#include <signal.h>
-#include <sys/resource.h>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -44,25 +41,6 @@ bool AnswersWww(const std::string& reply) {
   return reply.size() > 12 && (reply[2] & 0x80) && (reply[3] & 15) == 0 &&
          reply.find(Bytes({10, 1, 2, 3})) != kNone;
 }
-
-// Writes beyond `bytes` fail (EFBIG) while it lives, for root as well.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    getrlimit(RLIMIT_FSIZE, &saved_);
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit limit = saved_;
-    limit.rlim_cur = bytes;
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &saved_);
-    signal(SIGXFSZ, SIG_DFL);
-  }
-
- private:
-  rlimit saved_{};
-};
 
 using ApplicationTest = AppWorld;
 

@@ -59,17 +59,19 @@ frmOptions::frmOptions(Application& app, QWidget* parent) : QDialog(parent), app
   left->addWidget(NameFrame());
   left->addWidget(HostsFrame());
   left->addWidget(InterfaceFrame());
-  left->addWidget(CNAMEFrame());
+  left->addWidget(LogFrame());
   left->addStretch(1);
+  // What decides how names are resolved stands together on the right.
   auto* right = new QVBoxLayout;
   right->addWidget(ResolutionFrame(), 1);
+  right->addWidget(CNAMEFrame());
   right->addWidget(CacheFrame());
-  right->addWidget(LogFrame());
   auto* columns = new QHBoxLayout;
   columns->addLayout(left, 1);
   columns->addLayout(right, 1);
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(columns);
+  layout->addSpacing(6);
   layout->addLayout(Buttons());
   layout->setSizeConstraint(QLayout::SetFixedSize);
   for (QWidget* field : {static_cast<QWidget*>(txtName_), static_cast<QWidget*>(txtHosts_),
@@ -127,6 +129,8 @@ QWidget* frmOptions::ResolutionFrame() {
   List_ = new QListWidget;
   List_->setObjectName("List");
   List_->setMinimumHeight(90);
+  // The list takes the height the left column leaves, no more.
+  List_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored);
   cmdAdd_ = new QPushButton("Add...");
   cmdAdd_->setObjectName("cmdAdd");
   cmdRemove_ = new QPushButton("Remove");

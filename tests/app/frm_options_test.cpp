@@ -12,10 +12,12 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -82,15 +84,35 @@ class FrmOptionsTest : public AppWorld {
 TEST_F(FrmOptionsTest, ShowsTheOptionsInItsFrames) {
   Open(kOptions + "AutoCNAME: YES\nCacheTTL: 61\nRecursionOut: YES\nNS: 10.0.0.2\n");
   EXPECT_EQ(dialog->windowTitle(), "Korvane - Options");
-  QStringList frames, labels, buttons;
-  for (QGroupBox* frame : dialog->findChildren<QGroupBox*>()) frames << frame->title();
-  for (QLabel* label : dialog->findChildren<QLabel*>()) labels << label->text();
-  for (QAbstractButton* button : dialog->findChildren<QAbstractButton*>()) buttons << button->text();
-  EXPECT_EQ(frames, (QStringList{"Full Domain Name of this DNS Server:", "Hosts File:", "DNS Interface:",
-                                 "CNAME (alias) records:", "DNS Record resolution:", "Minimum DNS cache time:", "Log:"}));
-  EXPECT_EQ(labels, (QStringList{"Hosts file records TTL:", "Bind DNS to IP address:", "External DNS Servers IP Addresses:"}));
-  EXPECT_EQ(buttons, (QStringList{"Browse", "Edit...", "Auto resolve CNAME records:", "Use external record resolution:",
-                                  "Add...", "Remove", "Write Log Files:", "OK", "Cancel", "Help"}));
+  // Each frame as "caption: its controls (name=caption) and labels", sorted.
+  Strings frames;
+  for (QGroupBox* frame : dialog->findChildren<QGroupBox*>()) {
+    Strings items;
+    for (QWidget* child : frame->findChildren<QWidget*>()) {
+      QString name = child->objectName();
+      auto* button = qobject_cast<QAbstractButton*>(child);
+      if (auto* label = qobject_cast<QLabel*>(child)) items.push_back(label->text().toStdString());
+      if (name == "List" || QRegularExpression("^(txt|cmd|ttl|com|chk)").match(name).hasMatch())
+        items.push_back((name + (button ? "=" + button->text() : "")).toStdString());
+    }
+    std::sort(items.begin(), items.end());
+    std::string line = frame->title().toStdString() + ":";
+    for (const std::string& item : items) line += " " + item;
+    frames.push_back(line);
+  }
+  std::sort(frames.begin(), frames.end());
+  EXPECT_EQ(frames, (Strings{
+      "CNAME (alias) records:: chkCNAME=Auto resolve CNAME records:",
+      "DNS Interface:: Bind DNS to IP address: comBind",
+      "DNS Record resolution:: External DNS Servers IP Addresses: List chkRecur=Use external record resolution: "
+      "cmdAdd=Add... cmdRemove=Remove",
+      "Full Domain Name of this DNS Server:: txtName",
+      "Hosts File:: Hosts file records TTL: cmdBrowse=Browse cmdEdit=Edit... ttlHosts txtHosts",
+      "Log:: chkLog=Write Log Files:",
+      "Minimum DNS cache time:: ttlMin"}));
+  Strings buttons;
+  for (const char* name : {"cmdOK", "cmdCancel", "cmdHelp"}) buttons.push_back(Get<QPushButton>(name)->text().toStdString());
+  EXPECT_EQ(buttons, (Strings{"OK", "Cancel", "Help"}));
   EXPECT_EQ(Text("txtName")->text(), "ns.example.test");
   EXPECT_EQ(Text("txtHosts")->text(), "");
   EXPECT_EQ(Get<ctlTTL>("ttlHosts")->Value(), 7200);

@@ -136,8 +136,6 @@ TEST_F(FrmOptionsTest, EachCheckSaysWhatIsMissingAndGoesToItsField) {
     const char* focus;
   } cases[] = {
       {"no name", [this] { Text("txtName")->clear(); }, "Please enter server name!", "txtName"},
-      {"a name that cleans to nothing", [this] { Text("txtName")->setText(" _!.. "); },
-       "Please enter server name!", "txtName"},
       {"external resolution without servers",
        [this] {
          Get<QCheckBox>("chkRecur")->setChecked(true);

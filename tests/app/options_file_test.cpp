@@ -210,6 +210,8 @@ TEST(OptionsFile, HostileDialogFieldsReadBackUnchanged) {
     RecordingErrorReporter errors;
     LoadOptions(dir.File("korvane.ini"), back, errors);
     ExpectSame(made, back);
+    // Opened again and closed with OK, the dialog changes nothing.
+    ExpectSame(made, modMain::OptionsFromForm(back, modMain::FormFromOptions(back)));
     EXPECT_TRUE(errors.errors.empty());
     for (const std::string& server : made.NS) EXPECT_NE(server, "6.6.6.6");
   }

@@ -49,50 +49,6 @@ TEST(OptionsForm, ChecksInOrderWithTheirFields) {
   }
 }
 
-TEST(OptionsForm, OptionsTheFormMakes) {
-  Options current;
-  current.HOSTSTTL = 5;
-  current.NS = {"9.9.9.9"};
-  OptionsForm form = Form("  My_Server.Example..COM. ", true, {"10.0.0.1", "", "junk", " 010.0.0.002 "});
-  form.hosts = " \t/etc/hosts.local\t ";
-  form.hostsTTL = -5;
-  form.bind = "127.000.000.002";
-  form.autoCNAME = true;
-  form.cacheTTL = 300;
-  form.writeLog = true;
-  Options made = OptionsFromForm(current, form);
-  EXPECT_EQ(made.NAME, "myserver.example.com");
-  EXPECT_EQ(made.HOSTS, "/etc/hosts.local");
-  EXPECT_EQ(made.HOSTSTTL, 0);
-  EXPECT_EQ(made.DNSBIND, "127.0.0.2");
-  EXPECT_TRUE(made.AUTOCNAME && made.WRITELOG && made.RECURSIONOUT);
-  EXPECT_EQ(made.CACHETTL, 300);
-  EXPECT_EQ(made.NS, (Strings{"10.0.0.1", "10.0.0.2"}));
-
-  // Untouched fields give the options back as they were.
-  current.NAME = "ns.example.test";
-  current.DNSBIND = "192.168.1.1";
-  EXPECT_EQ(OptionsFromForm(current, FormFromOptions(current)).NS, current.NS);
-  OptionsForm again = FormFromOptions(OptionsFromForm(current, FormFromOptions(current)));
-  EXPECT_EQ(again.name, "ns.example.test");
-  EXPECT_EQ(again.bind, "192.168.1.1");
-  EXPECT_EQ(again.hostsTTL, 5);
-}
-
-TEST(OptionsForm, HostsPathsLoseControlCharactersAndOuterBlanks) {
-  struct Case {
-    std::string typed, path;
-  } cases[] = {
-      {"/etc/hosts", "/etc/hosts"},
-      {"  /srv/My Hosts  ", "/srv/My Hosts"},
-      {"/etc/hosts\nNS: 6.6.6.6", "/etc/hostsNS: 6.6.6.6"},
-      {std::string("/a\0b\r\x7f\x1b", 7), "/ab"},
-      {"\t \r\n", ""},
-      {"/tmp/h\xc3\xb6sts", "/tmp/h\xc3\xb6sts"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(CleanHostsPath(c.typed), c.path) << c.typed;
-}
-
 TEST(OptionsForm, AddingServers) {
   Strings servers{"10.0.0.1"};
   struct Case {

@@ -5,7 +5,6 @@
 #include <QEvent>
 #include <QFileDialog>
 #include <QFocusEvent>
-#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QInputDialog>
@@ -44,15 +43,6 @@ QHBoxLayout* Row(std::initializer_list<QWidget*> widgets) {
 
 }  // namespace
 
-template <typename Handler>
-void frmOptions::Guarded(const char* tag, Handler handler) {
-  try {
-    handler();
-  } catch (const std::exception& e) {
-    ReportException(app_.reporter(), tag, e);
-  }
-}
-
 frmOptions::frmOptions(Application& app, QWidget* parent) : QDialog(parent), app_(app) {
   setWindowTitle("Korvane - Options");
   auto* left = new QVBoxLayout;
@@ -74,11 +64,23 @@ frmOptions::frmOptions(Application& app, QWidget* parent) : QDialog(parent), app
   layout->addSpacing(6);
   layout->addLayout(Buttons());
   layout->setSizeConstraint(QLayout::SetFixedSize);
-  for (QWidget* field : {static_cast<QWidget*>(txtName_), static_cast<QWidget*>(txtHosts_),
-                         static_cast<QWidget*>(comBind_)})
-    field->installEventFilter(this);
-  Guarded("frmOptions Form_Load", [this] { Form_Load(); });
+  for (QWidget* box : EditBoxes()) box->installEventFilter(this);
+  Run("frmOptions Form_Load", &frmOptions::Form_Load);
 }
+
+void frmOptions::Run(const char* tag, void (frmOptions::*handler)()) {
+  try {
+    (this->*handler)();
+  } catch (const std::exception& e) {
+    ReportException(app_.reporter(), tag, e);
+  }
+}
+
+void frmOptions::OnClick(QPushButton* button, const char* tag, void (frmOptions::*handler)()) {
+  connect(button, &QPushButton::clicked, this, [this, tag, handler] { Run(tag, handler); });
+}
+
+std::vector<QWidget*> frmOptions::EditBoxes() const { return {txtName_, txtHosts_, comBind_}; }
 
 QWidget* frmOptions::NameFrame() {
   txtName_ = new QLineEdit;
@@ -104,10 +106,8 @@ QWidget* frmOptions::HostsFrame() {
   contents->addLayout(buttons);
   contents->addWidget(new QLabel("Hosts file records TTL:"));
   contents->addWidget(ttlHosts_);
-  connect(cmdBrowse_, &QPushButton::clicked, this,
-          [this] { Guarded("frmOptions cmdBrowse", [this] { cmdBrowse_Click(); }); });
-  connect(cmdEdit_, &QPushButton::clicked, this,
-          [this] { Guarded("frmOptions cmdEdit", [this] { cmdEdit_Click(); }); });
+  OnClick(cmdBrowse_, "frmOptions cmdBrowse", &frmOptions::cmdBrowse_Click);
+  OnClick(cmdEdit_, "frmOptions cmdEdit", &frmOptions::cmdEdit_Click);
   return Frame("Hosts File:", contents);
 }
 
@@ -146,10 +146,8 @@ QWidget* frmOptions::ResolutionFrame() {
   contents->addWidget(chkRecur_);
   contents->addWidget(new QLabel("External DNS Servers IP Addresses:"));
   contents->addLayout(list, 1);
-  connect(cmdAdd_, &QPushButton::clicked, this,
-          [this] { Guarded("frmOptions cmdAdd", [this] { cmdAdd_Click(); }); });
-  connect(cmdRemove_, &QPushButton::clicked, this,
-          [this] { Guarded("frmOptions cmdRemove", [this] { cmdRemove_Click(); }); });
+  OnClick(cmdAdd_, "frmOptions cmdAdd", &frmOptions::cmdAdd_Click);
+  OnClick(cmdRemove_, "frmOptions cmdRemove", &frmOptions::cmdRemove_Click);
   connect(List_, &QListWidget::itemSelectionChanged, this,
           [this] { cmdRemove_->setEnabled(!List_->selectedItems().isEmpty()); });
   return Frame("DNS Record resolution:", contents);
@@ -184,7 +182,7 @@ QLayout* frmOptions::Buttons() {
   auto* row = new QHBoxLayout;
   row->addStretch(1);
   for (QPushButton* button : {cmdOK_, cmdCancel_, cmdHelp_}) row->addWidget(button);
-  connect(cmdOK_, &QPushButton::clicked, this, [this] { Guarded("frmOptions cmdOK", [this] { cmdOK_Click(); }); });
+  OnClick(cmdOK_, "frmOptions cmdOK", &frmOptions::cmdOK_Click);
   connect(cmdCancel_, &QPushButton::clicked, this, &QDialog::reject);
   connect(cmdHelp_, &QPushButton::clicked, this, &frmOptions::helpRequested);
   return row;
@@ -230,9 +228,7 @@ void frmOptions::LeaveField(QObject* field) {
 }
 
 void frmOptions::CommitEdits() {
-  for (QObject* field : {static_cast<QObject*>(txtName_), static_cast<QObject*>(txtHosts_),
-                         static_cast<QObject*>(comBind_)})
-    LeaveField(field);
+  for (QWidget* box : EditBoxes()) LeaveField(box);
   ttlHosts_->Value();
   ttlMin_->Value();
 }

@@ -46,6 +46,8 @@ class frmOptions : public QDialog {
   QWidget* LogFrame();
   QLayout* Buttons();
 
+  // The boxes that are cleaned when the operator leaves them.
+  std::vector<QWidget*> EditBoxes() const;
   void Form_Load();
   // What leaving a box does to its text.
   void LeaveField(QObject* field);
@@ -60,8 +62,8 @@ class frmOptions : public QDialog {
   void cmdEdit_Click();
   void cmdOK_Click();
   // Runs a handler; what it throws goes to the error reporter under `tag`.
-  template <typename Handler>
-  void Guarded(const char* tag, Handler handler);
+  void Run(const char* tag, void (frmOptions::*handler)());
+  void OnClick(QPushButton* button, const char* tag, void (frmOptions::*handler)());
 
   Application& app_;
   QLineEdit* txtName_;

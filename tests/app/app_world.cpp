@@ -161,3 +161,13 @@ bool AppWorld::Logged(const std::string& text) const {
     if (line == text) return true;
   return false;
 }
+
+std::vector<Received> AppWorld::AskAt(const std::vector<std::string>& addresses, const std::string& name) {
+  UdpClient client;
+  int id = 0;
+  for (const std::string& address : addresses) client.SendTo(address, settings.dnsPort, DnsQuery(++id, name));
+  std::vector<Received> replies;
+  if (std::optional<Received> first = client.Receive()) replies.push_back(*first);
+  for (const Received& more : client.Waiting()) replies.push_back(more);
+  return replies;
+}

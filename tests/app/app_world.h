@@ -105,6 +105,9 @@ class AppWorld : public ::testing::Test {
   // The log window's lines without their date and time.
   std::vector<std::string> LogTexts() const;
   bool Logged(const std::string& text) const;
+  // Asks for the A record of `name` at each address on the DNS port; the
+  // replies that came within the wait for the first.
+  std::vector<Received> AskAt(const std::vector<std::string>& addresses, const std::string& name);
 
   TempDir dir;
   FakeClock clock;

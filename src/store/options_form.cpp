@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "store/text.h"
+#include "wire/text.h"
 #include "wire/clean_name.h"
 #include "wire/ip.h"
 
@@ -60,7 +60,7 @@ std::string CleanHostsPath(std::string_view path) {
     unsigned char byte = static_cast<unsigned char>(c);
     if (byte >= 0x20 && byte != 0x7F) kept.push_back(c);
   }
-  return std::string(storetext::TrimBlanks(kept));
+  return std::string(text::TrimBlanks(kept));
 }
 
 bool AddServer(std::vector<std::string>& servers, std::string_view typed) {

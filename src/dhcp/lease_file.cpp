@@ -88,13 +88,18 @@ void DhcpServer::Load() {
     std::optional<std::string> content = ReadWholeFile(LeaseFilePath());
     text::LineReader lines(content ? std::string_view(*content) : std::string_view());
     for (std::string_view line; lines.Next(line);) {
-      line = text::TrimSpaces(line.substr(0, line.find(';')));
+      line = line.substr(0, line.find(';'));
+      // A nameless client's line begins with the blank after its empty name:
+      // trimming first would shift its fields and lose its lease.
+      const bool nameless = line.starts_with(' ');
+      line = text::TrimSpaces(line);
       std::string_view name, address, clientID;
-      if (!SplitField(line, name) || !SplitField(line, address) || !SplitField(line, clientID))
-        continue;
+      if (!nameless && !SplitField(line, name)) continue;
+      if (!SplitField(line, address) || !SplitField(line, clientID)) continue;
       std::optional<DateTime> expires = ParseDateTime(line);
       if (!expires) continue;
-      leases_.Append({*expires, modIP::CleanIP(address), modMain::CleanName(name) + ".",
+      std::string clientName = nameless ? "" : modMain::CleanName(name) + ".";
+      leases_.Append({*expires, modIP::CleanIP(address), std::move(clientName),
                       modDHCP::HexToHW(clientID, errors_)});
     }
     Refresh();

@@ -31,10 +31,37 @@ TEST(DhcpLeaseFile, SavesEveryLeaseWithCrLfAndReadsNamedOnesBack) {
   EXPECT_EQ(w.dir.Read("dhcp.dat"), "; Korvane - DHCP Leases\r\n"
                                     "pc1.example.com. 10.0.0.10 0100A0C9 " + expires + "\r\n"
                                     " 10.0.0.11 01001122334466 " + expires + "\r\n");
-  // The nameless line shifts its fields when read and is dropped.
+  // Both read back, the nameless one with its empty name.
   w.server.Load();
-  EXPECT_EQ(w.Table(), Lines{"pc1.example.com. 10.0.0.10 86400"});
-  EXPECT_EQ(w.Ids(), Lines{"0100A0C9"});
+  EXPECT_EQ(w.Table(), (Lines{"pc1.example.com. 10.0.0.10 86400", " 10.0.0.11 86400"}));
+  EXPECT_EQ(w.Ids(), (Lines{"0100A0C9", "01001122334466"}));
+  EXPECT_TRUE(w.errors.errors.empty());
+}
+
+// A restart while two clients without host names hold addresses: a third
+// client is offered neither, and each owner keeps its own.
+TEST(DhcpLeaseFile, NamelessLeasesSurviveARestart) {
+  DhcpWorld w;
+  Client first, second, third;
+  first.mac[5] = 0x61;
+  second.mac[5] = 0x62;
+  third.mac[5] = 0x63;
+  ASSERT_EQ(w.Lease(first), "10.0.0.10");
+  ASSERT_EQ(w.Lease(second), "10.0.0.11");
+  ASSERT_TRUE(w.server.Save());
+
+  RecordingSender sender;
+  DhcpServer restarted(w.ifs, w.options, w.records, w.clock, w.log, w.errors, w.dir.path());
+  restarted.SetSocket(1, &sender, "10.0.0.1");
+  restarted.Load();
+  ASSERT_EQ(restarted.Leases().size(), 2u);
+  auto offerTo = [&](const Client& c) {
+    restarted.DataArrival(1, Message(modDHCP::kDiscover, c), "0.0.0.0");
+    return sender.sent.empty() ? std::string() : YourAddress(sender.sent.back().bytes);
+  };
+  EXPECT_EQ(offerTo(third), "10.0.0.12");
+  EXPECT_EQ(offerTo(first), "10.0.0.10");
+  EXPECT_EQ(offerTo(second), "10.0.0.11");
   EXPECT_TRUE(w.errors.errors.empty());
 }
 
@@ -52,13 +79,15 @@ TEST(DhcpLeaseFile, ReadingRules) {
               "pc5 10.0.0.15\n"
               "pc6\n"
               "  10.0.0.16  " + when + "\n"
+              " 10.0.0.18 0A0B " + when + "\n"  // no name
               // no identity: the date becomes the third field, the time the rest
               "pc7.example.com. 10.0.0.17  " + when);
   int refreshes = w.refreshes;
   w.server.Load();
   EXPECT_EQ(w.refreshes, refreshes + 1);
-  EXPECT_EQ(w.Table(), (Lines{"pc1.example.com. 10.0.0.10 600", "pc2. 10.0.0.12 600", "pc3.  600"}));
-  EXPECT_EQ(w.Ids(), (Lines{"AB", "CD", "EF"}));
+  EXPECT_EQ(w.Table(), (Lines{"pc1.example.com. 10.0.0.10 600", "pc2. 10.0.0.12 600", "pc3.  600",
+                              " 10.0.0.18 600"}));
+  EXPECT_EQ(w.Ids(), (Lines{"AB", "CD", "EF", "0A0B"}));
 }
 
 // A loaded lease keeps its owner: the client 00:11:22:33:44:55 without

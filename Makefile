@@ -2,7 +2,11 @@
 BUILD ?= build
 JOBS  ?= $(shell nproc)
 
-.PHONY: all deps configure build test bench run clean
+ASAN_BUILD   ?= build-asan
+FUZZ_BUILD   ?= build-fuzz
+FUZZ_SECONDS ?= 60
+
+.PHONY: all deps configure build test test-asan fuzz-build fuzz-smoke fuzz bench run clean
 
 all: build
 
@@ -17,6 +21,27 @@ build: configure
 
 test: build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+	@$(MAKE) --no-print-directory test-asan fuzz-smoke
+
+# The unit tests once more, everything built with AddressSanitizer and
+# UndefinedBehaviorSanitizer (the end-to-end scripts run once, above).
+test-asan: deps
+	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKORVANE_SANITIZE=ON >/dev/null
+	@cmake --build $(ASAN_BUILD) -j $(JOBS)
+	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) -E '^e2e_'
+
+# The fuzz harnesses (clang, libFuzzer): a configuration of their own.
+fuzz-build: deps
+	@CXX=clang++ cmake -S fuzz -B $(FUZZ_BUILD) -G Ninja >/dev/null
+	@cmake --build $(FUZZ_BUILD) -j $(JOBS)
+
+# Each harness over its seed corpus plus 20 s of fresh input, two at a time.
+fuzz-smoke: fuzz-build
+	@cd $(FUZZ_BUILD) && ctest --output-on-failure -j 2
+
+# Each harness for FUZZ_SECONDS: executions, coverage, crashes, leaks, UB.
+fuzz: fuzz-build
+	@fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 bench: build
 	@$(BUILD)/korvane_bench
@@ -25,4 +50,4 @@ run: build
 	@scripts/run.sh $(BUILD)
 
 clean:
-	rm -rf $(BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

@@ -6,6 +6,8 @@ set -euo pipefail
 packages=(
   # build
   cmake ninja-build g++ make qt6-base-dev libgtest-dev libgmock-dev libbenchmark-dev
+  # fuzz harnesses (libFuzzer with its sanitizers)
+  clang-14 clang libclang-rt-14-dev
   # test peers and tools
   bind9-dnsutils dnsperf iproute2 nsd dnsmasq-base dns-root-data python3
   udhcpc isc-dhcp-client kea-admin procps

@@ -67,7 +67,7 @@ start() {
 bad=0
 for round in $(seq 1 "$KILLS"); do
     start
-    sleep "$(python3 -c 'import random; print(round(random.uniform(0.3, 3.0), 2))')"
+    sleep "$(python3 -c 'import random; print(round(random.uniform(0.2, 2.0), 2))')"
     date +%s.%N >>"$KILLTIMES"
     kill -KILL "$PID"
     wait "$PID" 2>/dev/null

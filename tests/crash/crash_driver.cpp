@@ -106,8 +106,13 @@ void StartSaving(modMain::Application& app, QObject* parent) {
   QObject::connect(editor, &QTimer::timeout, [&app] {
     static int32_t round = 0;
     auto entries = modDNS::ReadPermEntries(app.store());
-    if (!entries || entries->empty()) return;
-    entries->back().TTL = 3600 + (++round % 100);
+    if (!entries) return;
+    // The operator changes the TTL of a host record and saves.
+    for (clPermRec& entry : *entries) {
+      if (entry.RecType != RecordType::kA) continue;
+      entry.TTL = 3600 + (++round % 100);
+      break;
+    }
     if (modDNS::WritePerm(app.store(), *entries)) app.Reload();
   });
   editor->start(500);

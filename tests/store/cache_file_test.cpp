@@ -68,6 +68,23 @@ TEST(SaveCache, WritesEveryTypeInItsLayout) {
   EXPECT_TRUE(w.errors.errors.empty());
 }
 
+// SOA numbers are unsigned on the wire, but the file holds what a 32-bit
+// field reads as: a learnt SOA with a serial past 2^31 (or one read from a
+// file as a negative number) comes back once saved, its numbers at most
+// 2147483647, and the start-up reports nothing.
+TEST(SaveCache, SoaNumbersBeyondTheSignedRangeReadBack) {
+  StoreWorld w;
+  w.Add("example.org.", 6, 3000,
+        StoreWorld::Soa("ns1.example.org.", "h.example.org.", {3000000000u, 4294966696u, 600, 86400, 60}));
+  modDNS::saveCache(w.ctx);
+  w.records.Clear();
+  w.dir.SetModified("named.cache", w.clock.Now());
+  ASSERT_TRUE(modDNS::LoadFile(w.ctx, w.dir.File("named.cache"), false, false));
+  EXPECT_EQ(w.Dump(), Lines{"example.org. 6 3000 ns1.example.org. h.example.org. 2147483647 2147483647 "
+                            "600 86400 60 0"});
+  EXPECT_TRUE(w.errors.errors.empty());
+}
+
 TEST(SaveCache, UnwritableFolderIsReported) {
   StoreWorld w;
   w.ctx.folder = w.dir.File("missing");

@@ -11,7 +11,6 @@
                                               lack
   crashload.py conflicts ACKS KILLS           addresses given to two clients at once
 """
-import os
 import random
 import socket
 import struct

@@ -1,8 +1,7 @@
 // The record file: the input is named.perm, loaded as the operator's
 // records (DHCP lines make pools on this machine's addresses) and read as
 // the record editor's entries. Saving those entries and reading them again
-// gives the same entries: an editor's save loses nothing (an SOA number
-// beyond the 32-bit range is saved as the most it can read back).
+// gives the same entries: an editor's save loses nothing.
 #include <optional>
 
 #include "store_files.h"
@@ -12,8 +11,7 @@ namespace {
 std::vector<std::string> Described(const std::vector<clPermRec>& entries) {
   std::vector<std::string> out;
   for (const clPermRec& e : entries)
-    out.push_back(std::to_string(e.RecType) + " " + e.Domain + " " + e.Name + " " +
-                  AsFilesHoldIt(e.RecType, e.Data) + " " +
+    out.push_back(std::to_string(e.RecType) + " " + e.Domain + " " + e.Name + " " + e.Data + " " +
                   std::to_string(e.TTL) + " " + std::to_string(e.Pref));
   return out;
 }

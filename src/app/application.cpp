@@ -44,6 +44,7 @@ std::string InterfaceHolding(const std::string& address) {
 Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& editor)
     : settings_(std::move(settings)),
       boxes_(boxes),
+      editor_(editor),
       clock_(settings_.clock ? *settings_.clock : systemClock_),
       log_(clock_, options_, settings_.folder),
       reporter_(settings_.folder, "korvane", options_, clock_, log_, boxes, editor, prompts_),

@@ -91,6 +91,9 @@ class Application : public QObject {
   void SetProgressSink(ProgressSink* progress) { store_.progress = progress; }
   // Boxes that must wait until the running handler has returned.
   PromptQueue& prompts() { return prompts_; }
+  // The operator's message boxes and text editor, for the windows' own prompts.
+  MessageBoxes& boxes() { return boxes_; }
+  TextEditor& editor() { return editor_; }
 
   // The once-a-second duty: the lease file's coalesced save (a failing one
   // is retried, and reported, once a minute), the lease that runs out, and
@@ -128,6 +131,7 @@ class Application : public QObject {
 
   Settings settings_;
   MessageBoxes& boxes_;
+  TextEditor& editor_;
   SystemClock systemClock_;
   const Clock& clock_;
   EventLoopPrompts prompts_;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <sstream>
@@ -44,7 +45,7 @@ bool Blocks(std::string_view entry, const std::optional<std::string>& ours) {
   return !ours || entry.substr(24) == *ours || entry.substr(24) == any4;
 }
 
-std::string InUseReason(const std::string& address, int port, const std::string& procRoot) {
+std::vector<uint64_t> InodesInTheWay(const std::string& address, int port, const std::string& procRoot) {
   std::vector<uint64_t> inodes;
   for (const char* table : {"/net/udp", "/net/udp6"}) {
     if (std::optional<std::string> text = ReadWholeFile(procRoot + table)) {
@@ -52,6 +53,11 @@ std::string InUseReason(const std::string& address, int port, const std::string&
       inodes.insert(inodes.end(), found.begin(), found.end());
     }
   }
+  return inodes;
+}
+
+std::string InUseReason(const std::string& address, int port, const std::string& procRoot) {
+  const std::vector<uint64_t> inodes = InodesInTheWay(address, port, procRoot);
   std::string holder = "another program";
   if (std::optional<PortHolder> process = ProcessHolding(inodes, procRoot))
     holder = process->name + " (pid " + std::to_string(process->pid) + ")";
@@ -63,6 +69,18 @@ int UnprivilegedPortStart(const std::string& procRoot) {
   int start = 0;
   if (text && std::sscanf(text->c_str(), "%d", &start) == 1) return start;
   return 1024;
+}
+
+// Root has every capability; others may have been given this one.
+bool MayBindLowPorts(const std::string& procRoot) {
+  constexpr unsigned long long kNetBindService = 1ull << 10;
+  std::istringstream status(ReadWholeFile(procRoot + "/self/status").value_or(""));
+  for (std::string line; std::getline(status, line);) {
+    unsigned long long capabilities = 0;
+    if (std::sscanf(line.c_str(), "CapEff: %llx", &capabilities) == 1)
+      return (capabilities & kNetBindService) != 0;
+  }
+  return false;
 }
 
 }  // namespace
@@ -101,8 +119,8 @@ std::optional<PortHolder> ProcessHolding(const std::vector<uint64_t>& inodes,
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(procRoot, error)) {
     const std::string name = entry.path().filename().string();
-    if (!name.empty() && std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; }))
-      pids.push_back(std::atoi(name.c_str()));
+    const bool digits = std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+    if (!name.empty() && digits) pids.push_back(std::atoi(name.c_str()));
   }
   std::sort(pids.begin(), pids.end());
   for (int pid : pids) {
@@ -111,14 +129,23 @@ std::optional<PortHolder> ProcessHolding(const std::vector<uint64_t>& inodes,
     for (const fs::directory_entry& fd : fs::directory_iterator(folder + "/fd", error)) {
       std::error_code linkError;
       const std::string target = fs::read_symlink(fd.path(), linkError).string();
-      uint64_t inode = 0;
-      if (linkError || std::sscanf(target.c_str(), "socket:[%lu]", &inode) != 1) continue;
+      unsigned long long inode = 0;
+      if (linkError || std::sscanf(target.c_str(), "socket:[%llu]", &inode) != 1) continue;
       if (std::find(inodes.begin(), inodes.end(), inode) == inodes.end()) continue;
       std::string name = ReadWholeFile(folder + "/comm").value_or("?");
       while (!name.empty() && (name.back() == '\n' || name.back() == ' ')) name.pop_back();
       return PortHolder{name, pid};
     }
   }
+  return std::nullopt;
+}
+
+std::optional<std::string> BindObstacle(const std::string& address, int port,
+                                        const std::string& procRoot) {
+  if (port > 0 && port < UnprivilegedPortStart(procRoot) && !MayBindLowPorts(procRoot))
+    return BindFailureReason(EACCES, address, port, procRoot);
+  if (!InodesInTheWay(address, port, procRoot).empty())
+    return BindFailureReason(EADDRINUSE, address, port, procRoot);
   return std::nullopt;
 }
 

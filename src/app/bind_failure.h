@@ -21,6 +21,13 @@ namespace modMain {
 std::string BindFailureReason(int errnum, const std::string& address, int port,
                               const std::string& procRoot = "/proc");
 
+// What would make binding UDP `address`:`port` fail, found without opening
+// a socket: the reason line of BindFailureReason for a port below the
+// unprivileged ones without the capability, or for a port another socket
+// holds; nullopt when neither.
+std::optional<std::string> BindObstacle(const std::string& address, int port,
+                                        const std::string& procRoot = "/proc");
+
 struct PortHolder {
   std::string name;  // the process's command name
   int pid = 0;

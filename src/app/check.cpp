@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "app/bind_failure.h"
 #include "app/command_line.h"
 #include "app/program_folder.h"
 #include "dhcp/dhcp_server.h"
@@ -45,14 +46,15 @@ class CheckOutput : public LogSink, public ErrorReporter {
 
 bool IsLineWarning(std::string_view line) {
   const std::size_t colon = line.find(':');
-  if (colon == 0 || colon == std::string_view::npos || line.substr(0, colon).find(' ') != std::string_view::npos)
-    return false;
+  if (colon == 0 || colon == std::string_view::npos) return false;
+  if (line.substr(0, colon).find(' ') != std::string_view::npos) return false;
   std::size_t at = colon + 1;
   while (at < line.size() && line[at] >= '0' && line[at] <= '9') ++at;
   return at > colon + 1 && line.substr(at, 2) == ": ";
 }
 
-int RunCheck(const std::string& folder, const std::vector<std::string>& localIPs, std::FILE* out) {
+int RunCheck(const std::string& folder, int dnsPort, const std::vector<std::string>& localIPs,
+             std::FILE* out) {
   CheckOutput output(out);
   Options options;
   RecordList records;
@@ -64,7 +66,12 @@ int RunCheck(const std::string& folder, const std::vector<std::string>& localIPs
   const FolderLoad load = LoadProgramFolder(store, options, dhcp);
   if (load.rootHintsUnread && RootHintsNeeded(options)) ++output.problems;
   for (const std::string& pool : PoolsOnNoInterface(store)) output.Problem(pool);
-  output.Problem(DnsBindProblem(options.DNSBIND, localIPs));
+  std::optional<std::string> bindProblem = DnsBindProblem(options.DNSBIND, localIPs);
+  if (!bindProblem) {
+    if (std::optional<std::string> obstacle = BindObstacle(options.DNSBIND, dnsPort))
+      bindProblem = *obstacle + " - the DNS service will not start.";
+  }
+  output.Problem(bindProblem);
   output.Problem(FolderWriteProblem(folder));
 
   if (output.problems == 0) {

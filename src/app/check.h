@@ -15,10 +15,12 @@ namespace modMain {
 // (for a machine with the addresses `localIPs`), printing every line of the
 // load to `out`, then what would keep the server from serving as configured:
 // a DHCP pool on no local interface, a DNSBind address this machine does not
-// have, a folder that cannot be written, a root server file that is needed
-// and cannot be read. Leaves no file behind. Returns ExitStatus::kClean when there
-// was no warning and no problem, else ExitStatus::kFailed.
-int RunCheck(const std::string& folder, const std::vector<std::string>& localIPs, std::FILE* out);
+// have, a DNS port (`dnsPort`) that may not be bound or is held by another
+// program, a folder that cannot be written, a root server file that is
+// needed and cannot be read. Leaves no file behind. Returns ExitStatus::kClean when
+// there was no warning and no problem, else ExitStatus::kFailed.
+int RunCheck(const std::string& folder, int dnsPort, const std::vector<std::string>& localIPs,
+             std::FILE* out);
 
 // Whether a log line is a loader's warning about one line of a file
 // ("named.perm:12: unknown type AA, line skipped").

@@ -43,7 +43,8 @@ ParsedCommandLine ParserRefusal(const QCommandLineParser& parser, const QStringL
   for (const QCommandLineOption& option : valued) {
     const QString name = option.names().first();
     if (last == "--" + name || last == "-" + name)
-      return Refused(last, option.valueName() == "DIR" ? "a folder is missing" : "a port number is missing");
+      return Refused(last, option.valueName() == "DIR" ? "a folder is missing"
+                                                       : "a port number is missing");
   }
   return {std::nullopt, parser.errorText().toStdString()};
 }
@@ -55,7 +56,8 @@ ParsedCommandLine ParseCommandLine(const QStringList& arguments, const std::stri
   parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
   const QCommandLineOption headless("headless"), quiet("quiet"), check("check"), version("version"),
       help("help");
-  const QCommandLineOption dir("dir", "", "DIR"), dnsPort("dns-port", "", "N"), dhcpPort("dhcp-port", "", "N");
+  const QCommandLineOption dir("dir", "", "DIR"), dnsPort("dns-port", "", "N"),
+      dhcpPort("dhcp-port", "", "N");
   parser.addOptions({headless, quiet, check, version, help, dir, dnsPort, dhcpPort});
   if (!parser.parse(arguments)) return ParserRefusal(parser, arguments, {dir, dnsPort, dhcpPort});
   if (!parser.positionalArguments().isEmpty())
@@ -68,7 +70,8 @@ ParsedCommandLine ParseCommandLine(const QStringList& arguments, const std::stri
   else if (parser.isSet(version)) line.action = CommandLine::Action::kVersion;
   else if (parser.isSet(check)) line.action = CommandLine::Action::kCheck;
 
-  for (const auto& [option, port] : {std::pair{&dnsPort, &line.dnsPort}, std::pair{&dhcpPort, &line.dhcpPort}}) {
+  for (const auto& [option, port] :
+       {std::pair{&dnsPort, &line.dnsPort}, std::pair{&dhcpPort, &line.dhcpPort}}) {
     if (!parser.isSet(*option)) continue;
     const QString text = parser.value(*option);
     const QString typed = AsTyped(arguments, option->names().first());

@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
       std::printf("Korvane %s\n", modMain::VersionText().c_str());
       return modMain::ExitStatus::kClean;
     case modMain::CommandLine::Action::kCheck:
-      return modMain::RunCheck(line.folder, modIdentify::ReadLocalIPs(boxes), stdout);
+      return modMain::RunCheck(line.folder, line.dnsPort, modIdentify::ReadLocalIPs(boxes), stdout);
     case modMain::CommandLine::Action::kRun:
       break;
   }

@@ -88,7 +88,8 @@ std::vector<std::string> PoolsOnNoInterface(StoreContext& store) {
   std::size_t lineNumber = 1, counted = 0;
   modDNS::ForEachLogicalLine(*content, [&](std::string line, std::size_t end) {
     const std::size_t first = lineNumber;
-    lineNumber += static_cast<std::size_t>(std::count(content->begin() + counted, content->begin() + end, '\n'));
+    lineNumber += static_cast<std::size_t>(
+        std::count(content->begin() + counted, content->begin() + end, '\n'));
     counted = end;
     modDNS::RecordLine record;
     clDHCPif pool;

@@ -128,6 +128,32 @@ TEST(BindFailure, ReasonsInTheOperatorsWords) {
     EXPECT_EQ(BindFailureReason(c.errnum, c.address, c.port, c.proc.path()), c.reason) << c.reason;
 }
 
+TEST(BindFailure, WhatWouldStandInTheWayIsFoundWithoutASocket) {
+  FakeProc proc;
+  std::filesystem::create_directories(proc.dir.File("net"));
+  proc.dir.Write("net/udp", kHeading + TableLine("0100007F:0035", 41));
+  proc.Process(812, "dnsmasq", {"socket:[41]"});
+  std::filesystem::create_directories(proc.dir.File("self"));
+  struct Case {
+    std::string capabilities;  // CapEff of this process
+    std::string address;
+    int port;
+    std::optional<std::string> obstacle;
+  } cases[] = {
+      {"0000000000000000", "", 5353, std::nullopt},
+      {"0000000000000000", "", 53, "Permission denied: ports below 1024 need root or cap_net_bind_service"},
+      {"0000000000000400", "", 53, "Address already in use: port 53 is used by dnsmasq (pid 812)"},
+      {"000001ffffffffff", "127.0.0.1", 53, "Address already in use: port 53 is used by dnsmasq (pid 812)"},
+      {"000001ffffffffff", "127.0.0.2", 53, std::nullopt},
+      {"000001ffffffffff", "", 0, std::nullopt},
+  };
+  for (const Case& c : cases) {
+    proc.dir.Write("self/status", "Name:\tkorvane\nCapEff:\t" + c.capabilities + "\n");
+    EXPECT_EQ(modMain::BindObstacle(c.address, c.port, proc.dir.path()), c.obstacle)
+        << c.capabilities << " " << c.address << ":" << c.port;
+  }
+}
+
 TEST(BindFailure, ARealSocketOfThisProcessIsFoundInProc) {
   const int fd = socket(AF_INET, SOCK_DGRAM, 0);
   ASSERT_GE(fd, 0);

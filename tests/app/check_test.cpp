@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -9,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "app/app_world.h"
 #include "app/program_folder.h"
 #include "support/fakes.h"
 
@@ -34,11 +38,11 @@ struct CheckRun {
   Strings lines;
 };
 
-CheckRun Check(const TempDir& dir, const Strings& localIPs) {
+CheckRun Check(const TempDir& dir, int port, const Strings& localIPs) {
   char* text = nullptr;
   size_t size = 0;
   std::FILE* out = open_memstream(&text, &size);
-  const int status = modMain::RunCheck(dir.path(), localIPs, out);
+  const int status = modMain::RunCheck(dir.path(), port, localIPs, out);
   std::fclose(out);
   Strings lines;
   std::string all(text, size);
@@ -62,6 +66,7 @@ struct Case {
   Strings localIPs;
   int status;
   Strings said;  // lines that must be in the output, the last one last
+  bool portTaken = false;
 };
 
 TEST(Check, LoadsTheFolderAndSaysWhatWouldKeepTheStartFromServing) {
@@ -102,7 +107,17 @@ TEST(Check, LoadsTheFolderAndSaysWhatWouldKeepTheStartFromServing) {
        1,
        {"Options file {dir}/korvane.ini not found - starting with the default options.",
         "Error 53 (File not found) in modDNS LoadPermOld: {dir}/perm.dat", "{dir}: 2 problems found."}},
+      {"the DNS port held by another program",
+       {},
+       {},
+       {},
+       1,
+       {"Address already in use: port {port} is used by test_app (pid {pid}) - the DNS service will not "
+        "start.",
+        "{dir}: 1 problem found."},
+       true},
   };
+  UdpClient holder;  // on 127.0.0.1
   for (const Case& c : cases) {
     TempDir dir;
     std::filesystem::copy(kSource + "/examples/office", dir.path());
@@ -110,11 +125,16 @@ TEST(Check, LoadsTheFolderAndSaysWhatWouldKeepTheStartFromServing) {
     for (const std::string& name : c.removed) std::filesystem::remove(dir.File(name));
     const std::set<std::string> before = Listing(dir);
 
-    CheckRun run = Check(dir, c.localIPs);
+    const int port = c.portTaken ? holder.port() : FreeUdpPort();
+    CheckRun run = Check(dir, port, c.localIPs);
     EXPECT_EQ(run.status, c.status) << c.name;
     std::size_t from = 0;
     for (std::string line : c.said) {
-      for (std::size_t at; (at = line.find("{dir}")) != std::string::npos;) line.replace(at, 5, dir.path());
+      for (const auto& [mark, value] : {std::pair<std::string, std::string>{"{dir}", dir.path()},
+                                        {"{port}", std::to_string(port)},
+                                        {"{pid}", std::to_string(getpid())}}) {
+        for (std::size_t at; (at = line.find(mark)) != std::string::npos;) line.replace(at, mark.size(), value);
+      }
       auto found = std::find(run.lines.begin() + static_cast<std::ptrdiff_t>(from), run.lines.end(), line);
       EXPECT_NE(found, run.lines.end()) << c.name << ": " << line;
       if (found != run.lines.end()) from = static_cast<std::size_t>(found - run.lines.begin());

@@ -70,6 +70,11 @@ kv_check "port taken on the DNSBind address: exit status 1 (got $RC)" [ "$RC" = 
 kv_check "port taken on the DNSBind address: the Part's line, then the holder" kv_lines_follow \
     "$KV_TMP/taken2.out" "Binding DNS service to 127.0.0.1 failed - DNS service not started!" "$REASON"
 kv_check "port taken: the reason is in the log file too" grep -qF "$REASON" "$DIR"/logs/*.log
+ip netns exec "$NS" "$KV_BIN" --check --dir "$DIR" >"$KV_TMP/check-taken.out" 2>&1
+RC=$?
+kv_check "--check with the port taken: exit status 1 (got $RC)" [ "$RC" = 1 ]
+kv_check "--check with the port taken: names the holder" \
+    grep -qxF "$REASON - the DNS service will not start." "$KV_TMP/check-taken.out"
 kill "$HOLDER"; wait "$HOLDER" 2>/dev/null; kv_untrack "$HOLDER"
 
 # --- no permission for port 53: an unprivileged user
@@ -81,6 +86,12 @@ kv_check "no permission: exit status 1 (got $RC)" [ "$RC" = 1 ]
 kv_check "no permission: the bind failure and the reason" kv_lines_follow "$KV_TMP/nobody.out" \
     "Binding DNS service failed - DNS service not started!" \
     "Permission denied: ports below 1024 need root or cap_net_bind_service"
+run_in_ns "$KV_TMP/check-nobody.out" setpriv --reuid=65534 --regid=65534 --clear-groups \
+    "$KV_BIN" --check --dir "$DIR"
+kv_check "--check as nobody: exit status 1 (got $RC)" [ "$RC" = 1 ]
+kv_check "--check as nobody: port 53 may not be bound" grep -qxF \
+    "Permission denied: ports below 1024 need root or cap_net_bind_service - the DNS service will not start." \
+    "$KV_TMP/check-nobody.out"
 
 # --- a folder on a read-only file system
 DIR=$(fresh readonly)

@@ -43,8 +43,7 @@ FolderLoad LoadProgramFolder(StoreContext& store, Options& options, DhcpServer& 
   FolderLoad load;
   const std::string optionsPath = store.PathOf("korvane.ini");
   struct stat info {};
-  load.optionsFileMissing = stat(optionsPath.c_str(), &info) != 0 && errno == ENOENT;
-  if (load.optionsFileMissing) {
+  if (stat(optionsPath.c_str(), &info) != 0 && errno == ENOENT) {
     options = Options{};
     store.log.AddLine("Options file " + optionsPath + " not found - starting with the default options.");
   } else {

@@ -16,8 +16,7 @@ namespace korvane {
 namespace modMain {
 
 struct FolderLoad {
-  bool optionsFileMissing = false;  // started with the default options
-  bool rootHintsUnread = false;     // named.root could not be read
+  bool rootHintsUnread = false;  // named.root could not be read
 };
 
 // The loading steps of the start, in order: the options (a missing

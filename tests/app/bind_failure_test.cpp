@@ -2,17 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "app/app_world.h"
 #include "support/fakes.h"
 
 using namespace korvane;
@@ -152,22 +147,6 @@ TEST(BindFailure, WhatWouldStandInTheWayIsFoundWithoutASocket) {
     EXPECT_EQ(modMain::BindObstacle(c.address, c.port, proc.dir.path()), c.obstacle)
         << c.capabilities << " " << c.address << ":" << c.port;
   }
-}
-
-TEST(BindFailure, ARealSocketOfThisProcessIsFoundInProc) {
-  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  ASSERT_GE(fd, 0);
-  sockaddr_in self{};
-  self.sin_family = AF_INET;
-  inet_pton(AF_INET, "127.0.0.1", &self.sin_addr);
-  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&self), sizeof self), 0);
-  socklen_t length = sizeof self;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&self), &length);
-  const int port = ntohs(self.sin_port);
-  EXPECT_EQ(BindFailureReason(EADDRINUSE, "", port),
-            "Address already in use: port " + std::to_string(port) + " is used by test_app (pid " +
-                std::to_string(getpid()) + ")");
-  close(fd);
 }
 
 }  // namespace

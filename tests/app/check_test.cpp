@@ -162,13 +162,4 @@ TEST(Check, ALineWarningNamesAFileAndALine) {
   for (const Case& c : cases) EXPECT_EQ(modMain::IsLineWarning(c.line), c.warning) << c.line;
 }
 
-TEST(ProgramFolder, AFolderThatCannotBeWrittenIsNamedWithTheReason) {
-  TempDir dir;
-  EXPECT_FALSE(modMain::FolderWriteProblem(dir.path()));
-  EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
-  EXPECT_EQ(modMain::FolderWriteProblem(dir.File("gone")),
-            "The program folder " + dir.File("gone") +
-                " cannot be written: No such file or directory. The cache and the DHCP leases cannot be saved.");
-}
-
 }  // namespace

@@ -1,5 +1,5 @@
 // What the start says and does when something is wrong: a DNS bind that
-// fails, a missing options or root server file, saves that fail at the close.
+// fails, a DHCP pool on no interface, saves that fail at the close.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -79,19 +79,6 @@ TEST_F(FailedStartTest, AStartThatWorksAfterOneThatFailedForgetsTheReason) {
   app->Start();
   EXPECT_TRUE(app->ServerStarted());
   EXPECT_EQ(app->DnsBindFailure(), "");
-}
-
-TEST_F(FailedStartTest, AMissingOptionsFileIsOneLineAndTheDefaults) {
-  Create("", kRecords);
-  std::filesystem::remove(dir.File("korvane.ini"));
-  app->Start();
-  RunEvents();
-  EXPECT_TRUE(Logged("Options file " + dir.File("korvane.ini") + " not found - starting with the default options."));
-  EXPECT_TRUE(Logged("Root server file " + dir.File("named.root") + " could not be read: No such file or directory."));
-  EXPECT_EQ(app->options().HOSTSTTL, 3600);
-  EXPECT_TRUE(boxes.shown.empty());
-  EXPECT_FALSE(std::filesystem::exists(dir.File("support.txt")));
-  EXPECT_TRUE(app->ServerStarted());
 }
 
 TEST_F(FailedStartTest, ADhcpPoolOnNoLocalInterfaceIsLogged) {

@@ -34,10 +34,13 @@ struct Settings {
   // This machine's addresses; unset: read from the interfaces at start-up.
   std::optional<std::vector<std::string>> localIPs;
   const Clock* clock = nullptr;  // null: the system clock
+  // No windows: a DNS service that cannot start shows no box (the program
+  // ends on DnsServiceFailed instead).
+  bool headless = false;
 };
 
 // Why the program closes; decides the log line.
-enum class CloseReason { kUser, kSessionEnded, kTerminationSignal, kOther };
+enum class CloseReason { kUser, kSessionEnded, kTerminationSignal, kFailedStart, kOther };
 
 class Application : public QObject {
   Q_OBJECT
@@ -61,9 +64,14 @@ class Application : public QObject {
   // file stays as it was, and nothing else changes.
   bool ApplyOptions(const Options& options);
   // Logs the reason and tears down: cache file, lease file, sockets, log file.
-  void Close(CloseReason reason);
+  // False when the cache or the lease file could not be saved (also on a
+  // second call).
+  bool Close(CloseReason reason);
 
   bool ServerStarted() const { return serverStarted_; }
+  // Why the last DNS bind failed, in the operator's words ("" after one that
+  // worked); the windowed bind-failure box carries it.
+  const std::string& DnsBindFailure() const { return dnsBindFailure_; }
   // "&Pause Server" while running, "&Start Server" while paused.
   const std::string& StartStopCaption() const { return startStopCaption_; }
 
@@ -103,8 +111,13 @@ class Application : public QObject {
   void OptionsChanged();
   // The records were read again (Reload, ApplyOptions).
   void RecordsReloaded();
+  // The DNS socket could not be bound (after its log lines and box);
+  // `reason` is DnsBindFailure().
+  void DnsServiceFailed(const QString& reason);
 
  private:
+  // The log lines, box and signal of a DNS bind that failed with `error`.
+  void DnsBindFailed(const SendError& error);
   void BindDhcpSockets();
   // The socket index whose address a DHCP datagram read on socket k was sent to.
   int DhcpIndexFor(int k, const Datagram& datagram) const;
@@ -149,6 +162,8 @@ class Application : public QObject {
   bool leaseExpiryStale_ = false;
   bool serverStarted_ = false;
   bool closed_ = false;
+  bool saveFailed_ = false;
+  std::string dnsBindFailure_;
   std::string startStopCaption_ = "&Start Server";
 };
 

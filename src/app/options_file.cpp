@@ -1,5 +1,6 @@
 #include "app/options_file.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
@@ -53,7 +54,9 @@ void LoadOptions(const std::string& path, Options& options, ErrorReporter& error
   options = Options{};
   std::optional<std::string> content = ReadWholeFile(path);
   if (!content) {
-    errors.Report("modMain LoadOptions", "", ErrorNumber::kFileNotFound, "File not found");
+    const ErrorInfo why = errno == ENOENT ? ErrorInfo{ErrorNumber::kFileNotFound, "File not found"}
+                                          : ErrorOfErrno(errno);
+    errors.Report("modMain LoadOptions", path, why.number, why.description);
     return;
   }
   std::istringstream file(*content);

@@ -25,7 +25,8 @@ bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 // normalised; an entry that is neither is left out.
 void AddNetworks(const std::string& value, std::vector<std::string>& networks) {
   std::string list = value;
-  std::replace(list.begin(), list.end(), ',', ' ');
+  for (char& c : list)
+    if (c == ',' || c == '\t') c = ' ';
   for (const std::string& word : text::SplitWords(list)) {
     std::optional<modIP::Network> network = modIP::ParseNetwork(word);
     std::string entry = word == "ANY" ? "any" : network ? network->Text() : "";

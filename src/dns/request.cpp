@@ -256,7 +256,7 @@ bool clDNSRequest::CNAMERes() {
         target = next->Data;
         continue;
       }
-      if (!known && RD && !IsSub() && rcode_ == 0 && !UnderOwnZone(target) &&
+      if (!known && RD && !IsSub() && host_.RecursionAllowed(FromIP) && !UnderOwnZone(target) &&
           std::find(subAsked_.begin(), subAsked_.end(), target) == subAsked_.end() &&
           StartSubRequest(target))
         return true;

@@ -14,10 +14,14 @@ using namespace korvane;
 
 namespace {
 
-class QuerySocketsTest : public ::testing::Test {
+// Made before the sockets, whose notifier needs the event loop.
+struct EventLoopFirst {
+  EventLoopFirst() { EnsureEventLoop(); }
+};
+
+class QuerySocketsTest : public ::testing::Test, private EventLoopFirst {
  protected:
   QuerySocketsTest() {
-    EnsureEventLoop();
     sockets.SetHandler([this](uint64_t channel, const Datagram& d) {
       arrived.push_back({channel, d.host, d.port, std::string(d.data)});
     });

@@ -3,7 +3,6 @@
 #include <sys/random.h>
 
 #include <cerrno>
-#include <cstring>
 #include <random>
 
 namespace korvane {

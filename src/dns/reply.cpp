@@ -125,7 +125,7 @@ void DnsEngine::TakeReply(uint64_t channel, const std::string& host, int port,
   modDNS::DecodedRecord record;
   while (reader.ReadRecord(record)) StoreReplyRecord(store_, record, facts);
   outcome.Final = CacheNegative(store_, header, facts, outcome.Question, questionType);
-  // Other response codes: the server failed us; it is dropped like a silent one.
+  // Other response codes: the server failed us; it is dropped and the next one asked.
   outcome.Useful = header.RCode == 0 || header.RCode == 3;
   outcome.RCode = header.RCode;
   WakeAskers(*owner, outcome, questionType);

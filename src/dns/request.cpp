@@ -256,9 +256,10 @@ bool clDNSRequest::CNAMERes() {
         target = next->Data;
         continue;
       }
+      const bool asked =
+          std::find(subAsked_.begin(), subAsked_.end(), target) != subAsked_.end();
       if (!known && RD && !IsSub() && host_.RecursionAllowed(FromIP) && !UnderOwnZone(target) &&
-          std::find(subAsked_.begin(), subAsked_.end(), target) == subAsked_.end() &&
-          StartSubRequest(target))
+          !asked && StartSubRequest(target))
         return true;
       break;
     }

@@ -91,7 +91,7 @@ class clDNSRequest {
   bool Check();
   // Takes what a reply to the question this request asked last meant, then
   // checks the request again; returns what Check returns. A reply that was
-  // not useful counts as the asked server's silence: the next is asked.
+  // not useful counts as the asked server failing: the next is asked at once.
   bool TakeOutcome(const ReplyOutcome& outcome);
   // The server asked last failed at once (its port is closed, it sent our
   // own query back to us): the next one is asked without waiting. Returns

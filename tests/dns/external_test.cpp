@@ -175,7 +175,8 @@ TEST_F(External, SilentServersAreDroppedThenTheRequestIsGivenUp) {
   EXPECT_TRUE(wsdns.sent.empty());
   Tick(1);
   EXPECT_TRUE(engine.Requests().empty());
-  EXPECT_TRUE(Logged("Gave up on A-record for www.example.org.: no answer from 2 servers in 14 s."));
+  EXPECT_TRUE(
+      Logged("Gave up on A-record for www.example.org.: no answer from 2 servers in 14 s."));
   DnsMessage a = LastAnswer();
   EXPECT_EQ(a.Header.RCode, 2);
   EXPECT_TRUE(a.Records.empty());

@@ -23,10 +23,13 @@ class GivingUp : public DnsWorld, public ::testing::WithParamInterface<GiveUpCas
   // How the server of `query` fails it.
   void Fail(Failure failure, const SentQuery& query) {
     const int id = modDNS::DecodeMessage(query.bytes).Header.Id;
+    const std::string name = "www.example.org.";
     switch (failure) {
-      case Failure::kClosedPort: engine.ChannelError(query.channel, 111, "Connection refused"); break;
-      case Failure::kServerFailure: Reply(query.host, ReplyBuilder(id, "www.example.org.", 1, 2)); break;
-      case Failure::kRefused: Reply(query.host, ReplyBuilder(id, "www.example.org.", 1, 5)); break;
+      case Failure::kClosedPort:
+        engine.ChannelError(query.channel, 111, "Connection refused");
+        break;
+      case Failure::kServerFailure: Reply(query.host, ReplyBuilder(id, name, 1, 2)); break;
+      case Failure::kRefused: Reply(query.host, ReplyBuilder(id, name, 1, 5)); break;
       default: break;
     }
   }
@@ -141,7 +144,8 @@ TEST_F(DnsWorld, AQueryFromOurOwnChannelIsALoop) {
   EXPECT_EQ(wsdns.sent[0].port, out.localPort);
   EXPECT_EQ(modDNS::DecodeMessage(wsdns.sent[0].bytes).Header.RCode, 2);
   EXPECT_EQ(wsdns.sent[1].host, "10.0.0.5");
-  EXPECT_TRUE(Logged("Gave up on A-record for www.example.org.: 1 server failed (forwarding loop)."));
+  EXPECT_TRUE(
+      Logged("Gave up on A-record for www.example.org.: 1 server failed (forwarding loop)."));
   EXPECT_TRUE(engine.Requests().empty());
   // It is never asked again.
   Ask(2, "ftp.example.org.", 1);

@@ -3,10 +3,10 @@
 # cache entry. Source after common.sh; used by the end-to-end test and the
 # benchmark.
 
-# kv_flood_world <netns>: the upstream on 127.0.0.2 and Korvane on 127.0.0.1
-# (--quiet), both in <netns>; sets PID and DIR.
+# kv_flood_world <netns> [cache size]: the upstream on 127.0.0.2 and Korvane
+# on 127.0.0.1 (--quiet), both in <netns>; sets PID and DIR.
 kv_flood_world() {
-    local ns=$1 i
+    local ns=$1 size=${2:-} i
     ip netns exec "$ns" dnsmasq --keep-in-foreground --conf-file=/dev/null --user=root \
         --port=53 --listen-address=127.0.0.2 --bind-interfaces --no-resolv --no-hosts \
         --address=/flood.test/ --address=/ready.test/10.3.3.3 >"$KV_TMP/dnsmasq.out" 2>&1 &
@@ -19,6 +19,7 @@ kv_flood_world() {
     OUT=$KV_TMP/korvane.out
     mkdir -p "$DIR"
     printf 'Name: ns.home.lan\nDNSBind: 127.0.0.1\nRecursionOut: YES\nNS: 127.0.0.2\n' >"$DIR/korvane.ini"
+    [ -n "$size" ] && printf 'CacheSize: %s\n' "$size" >>"$DIR/korvane.ini"
     printf '; no root hints\n' >"$DIR/named.root"
     cat >"$DIR/named.perm" <<'P'
 home.lan. 3600 SOA ns.home.lan. hostmaster.home.lan. 1 3600 900 604800 300

@@ -10,7 +10,7 @@ packages=(
   clang-14 clang libclang-rt-14-dev
   # test peers and tools
   bind9-dnsutils dnsperf iproute2 nsd dnsmasq-base dns-root-data python3
-  udhcpc isc-dhcp-client kea-admin procps
+  udhcpc isc-dhcp-client kea-admin procps util-linux mount
   # DHCP rate benchmark peer
   kea-dhcp4-server
 )

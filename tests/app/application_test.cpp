@@ -99,7 +99,8 @@ TEST_F(ApplicationTest, NewOptionsAreWrittenAndTheServerStartsAgainOnTheNewAddre
   events.clear();
   ASSERT_TRUE(app->ApplyOptions(next));
   EXPECT_EQ(events, (Strings{"options", "paused &Start Server", "records", "paused &Start Server"}));
-  EXPECT_EQ(boxes.Texts(), Strings{"Could not start DNS service on 192.0.2.1"});
+  EXPECT_EQ(boxes.Texts(), Strings{"Could not start DNS service on 192.0.2.1\n\n"
+                                   "Cannot assign requested address: 192.0.2.1 is not an address of this machine"});
   // A paused server stays paused.
   next.DNSBIND = "127.0.0.1";
   ASSERT_TRUE(app->ApplyOptions(next));

@@ -83,20 +83,27 @@ TEST(OptionsFile, ReadsEachKeyAsSpecified) {
   }
 }
 
-TEST(OptionsFile, UnreadableFileKeepsDefaultsAndIsReported) {
+TEST(OptionsFile, UnreadableFileKeepsDefaultsAndIsReportedWithItsPathAndReason) {
   TempDir dir;
   std::filesystem::create_directory(dir.File("folder"));
-  for (const std::string& path : {dir.File("korvane.ini"), dir.File("folder")}) {
+  struct Case {
+    std::string path;
+    int number;
+    std::string description;
+  } cases[] = {{dir.File("korvane.ini"), ErrorNumber::kFileNotFound, "File not found"},
+               {dir.File("folder"), ErrorNumber::kDeviceIO, "Is a directory"}};
+  for (const Case& c : cases) {
     Options options;
     options.NAME = "stale";
     options.NS = {"1.1.1.1"};
     RecordingErrorReporter errors;
-    LoadOptions(path, options, errors);
+    LoadOptions(c.path, options, errors);
     ExpectSame(Defaults(), options);
-    ASSERT_EQ(errors.errors.size(), 1u) << path;
+    ASSERT_EQ(errors.errors.size(), 1u) << c.path;
     EXPECT_EQ(errors.errors[0].tag, "modMain LoadOptions");
-    EXPECT_EQ(errors.errors[0].number, ErrorNumber::kFileNotFound);
-    EXPECT_EQ(errors.errors[0].description, "File not found");
+    EXPECT_EQ(errors.errors[0].additional, c.path);
+    EXPECT_EQ(errors.errors[0].number, c.number);
+    EXPECT_EQ(errors.errors[0].description, c.description);
   }
 }
 

@@ -1,7 +1,7 @@
 // DNS reply intake: a client asks a question that must go to another
 // server (the first byte picks it and the options); every further piece is
-// a reply to a pending query, sent from the server asked and carrying the
-// query's ID, so that it reaches the cache. Between replies, and at the end,
+// a reply to a pending query, sent from the server asked to the channel the
+// query left from and carrying the query's ID, so that it reaches the cache. Between replies, and at the end,
 // clients ask again and are answered from what the cache took.
 #include <iterator>
 
@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const clDNSRequest& to = *pending[static_cast<std::size_t>(piece++) % pending.size()];
     std::string bytes(reply);
     if (bytes.size() >= 2) bytes.replace(0, 2, modDNS::MakeShort(to.LastQID));
-    w.engine.OnDns2Datagram(to.LastServer(), 53, bytes);
+    w.engine.OnDns2Datagram(to.ChannelId(), to.LastServer(), 53, bytes);
     Ask(w, question, 100 + piece);
   }
   for (const Asked& q : kQuestions) Ask(w, q, 2);

@@ -7,6 +7,7 @@
 #include "wire/dns_codec.h"
 #include "wire/dns_message.h"
 #include "wire/ip.h"
+#include "wire/ip_network.h"
 #include "wire/soa_data.h"
 
 void FuzzErrors::Report(const std::string& tag, const std::string& additional, int number,
@@ -96,7 +97,10 @@ DnsFuzzWorld::DnsFuzzWorld(uint8_t control) {
   }
   options.AUTOCNAME = (control & 2) != 0;
   if (control & 4) engine.SetLeaseSource(&lease);
+  engine.SetLocalNetworks({*modIP::ParseNetwork("10.0.0.0/24")});
   engine.SetRandom([] { return 0.5; });
+  // Replayed inputs must take the same path: IDs from a counter.
+  engine.SetQueryIdSource([id = 0u]() mutable { return ++id; });
   engine.SetTimerSwitch([](bool) {});
   engine.SetRunning(true);
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "dns/engine.h"
+#include "dns/recording_channels.h"
 #include "store/store.h"
 #include "support/fakes.h"
 
@@ -52,7 +53,8 @@ std::string QueryBytes(int id, const std::string& name, int type);
 void RequireWellFormed(const std::string& message, const char* what);
 
 // A store with own records (example.com), root hints, and the engine with
-// recording senders. `control` picks the options: bit 0 forwards to two
+// a recording sender and recording query channels; clients on 10.0.0.0/24
+// may have names resolved through other servers. `control` picks the options: bit 0 forwards to two
 // external servers, bit 1 follows aliases, bit 2 lets a lease table answer.
 struct DnsFuzzWorld {
   explicit DnsFuzzWorld(uint8_t control);
@@ -70,6 +72,7 @@ struct DnsFuzzWorld {
   std::vector<std::string> localIPs{"10.0.0.1"};
   DHCPifList dhcpIfs;
   StoreContext store{records, options, clock, log, errors, "/nonexistent", localIPs, dhcpIfs};
-  RecordingSender wsdns, wsdns2;
+  RecordingSender wsdns;
+  RecordingChannels wsdns2;
   DnsEngine engine{store, wsdns, wsdns2};
 };

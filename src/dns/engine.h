@@ -40,6 +40,15 @@
 
 namespace korvane {
 
+// Plain counts since start, read by the shell once a second for its status
+// display; each costs the answer path one increment.
+struct DnsCounters {
+  uint64_t queries = 0;          // query datagrams taken by ProcReq
+  uint64_t answersOwn = 0;       // answered from the own records, hosts or leases
+  uint64_t answersCache = 0;     // answered from the cache without asking anyone
+  uint64_t answersOthers = 0;    // answered after asking other servers (or giving up)
+};
+
 class DnsEngine : private RequestHost {
  public:
   static constexpr int kTimerIntervalMs = 1000;
@@ -99,6 +108,7 @@ class DnsEngine : private RequestHost {
   int32_t QueryId() const { return queryId_; }
   void SetQueryId(int32_t id) { queryId_ = id; }
   int32_t TickCounter() const { return tickCounter_; }
+  const DnsCounters& Counters() const { return counters_; }
 
  private:
   class Entry;
@@ -117,6 +127,7 @@ class DnsEngine : private RequestHost {
   int32_t NextQueryId() override;
   double Random() override;
   void EnableTimer() override { SwitchTimer(true); }
+  void AnswerSent(AnswerSource source) override;
 
   void RunProcReq(const std::string& host, int port, std::string_view data,
                   const std::string& localAddress);
@@ -151,6 +162,7 @@ class DnsEngine : private RequestHost {
   int32_t queryId_ = 0;
   int32_t tickCounter_ = 0;
   uint64_t nextSerial_ = 1;
+  DnsCounters counters_;
 
   bool busy_ = false;            // a call from outside is running
   bool pauseDeferred_ = false;   // Pause() came nested: drop the requests on return

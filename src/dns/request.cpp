@@ -85,7 +85,7 @@ void clDNSRequest::Resolve(DateTime now, Resolution& found) {
     if (RecType == RecordType::kA || RecType == RecordType::kPTR) {
       std::size_t before = answer_.size();
       AddLeaseAnswers(now);
-      if (answer_.size() > before) found.complete = true;
+      if (answer_.size() > before) found.complete = fromLeases_ = true;
     }
     const std::string* alias = AnswerFromRecords(found);
     if (!alias) return;

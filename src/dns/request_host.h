@@ -15,6 +15,10 @@ namespace korvane {
 
 class clDNSRequest;
 
+// Where the answer a client got came from, for the counters the status
+// display samples.
+enum class AnswerSource { kOwnRecords, kCache, kOtherServers };
+
 class RequestHost {
  public:
   virtual ~RequestHost() = default;
@@ -46,6 +50,8 @@ class RequestHost {
   virtual double Random() = 0;
   // The timer must run: a request waits.
   virtual void EnableTimer() = 0;
+  // An answer left for a client; a host that keeps no counters ignores it.
+  virtual void AnswerSent(AnswerSource /*source*/) {}
 };
 
 }  // namespace korvane

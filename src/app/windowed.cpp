@@ -1,0 +1,128 @@
+#include "app/windowed.h"
+
+#include <QApplication>
+#include <QIcon>
+#include <QSessionManager>
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "app/frmMain.h"
+#include "app/gui_prompts.h"
+#include "app/resources.h"
+#include "app/signal_watcher.h"
+#include "app/stall_probe.h"
+
+namespace korvane {
+
+namespace modMain {
+
+namespace {
+
+char** startArguments = nullptr;
+int startCount = 0;
+QtMessageHandler qtHandler = nullptr;
+
+// Qt ends the process from inside QApplication's constructor when the
+// platform plugin cannot start (a display that is named but cannot be
+// opened). Before it does, the program starts itself again, headless.
+void RestartHeadlessOnFatal(QtMsgType type, const QMessageLogContext& context,
+                            const QString& message) {
+  if (type != QtFatalMsg) {
+    if (qtHandler) qtHandler(type, context, message);
+    return;
+  }
+  std::fprintf(stderr, "korvane: %s\nkorvane: the display cannot be opened; running headless\n",
+               qPrintable(message.section('\n', 0, 0)));
+  std::vector<char*> arguments(startArguments, startArguments + startCount);
+  static char headless[] = "--headless";
+  arguments.push_back(headless);
+  arguments.push_back(nullptr);
+  execv("/proc/self/exe", arguments.data());
+  std::fprintf(stderr, "korvane: could not start again headless\n");
+  std::_Exit(1);
+}
+
+// SIGINT and SIGTERM close in order, SIGHUP reloads the records.
+std::unique_ptr<SignalWatcher> WatchSignals(Application& korvane,
+                                            std::function<void(CloseReason)> close) {
+  auto watcher = std::make_unique<SignalWatcher>();
+  watcher->SetHandler([&korvane, close](int number) {
+    if (number == SIGHUP) {
+      korvane.Reload();
+      return;
+    }
+    close(number == SIGINT ? CloseReason::kUser : CloseReason::kTerminationSignal);
+  });
+  return watcher;
+}
+
+}  // namespace
+
+bool DisplayNamed() {
+  for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY"}) {
+    const char* value = std::getenv(variable);
+    if (value && *value) return true;
+  }
+  return false;
+}
+
+int RunWindowed(int& argc, char** argv, const Settings& settings, const CommandLine& line) {
+  startArguments = argv;
+  startCount = argc;
+  qtHandler = qInstallMessageHandler(RestartHeadlessOnFatal);
+  QApplication app(argc, argv);
+  qInstallMessageHandler(qtHandler);
+  LoadResources();
+  app.setWindowIcon(QIcon(":/korvane.svg"));
+  app.setQuitOnLastWindowClosed(false);
+  std::unique_ptr<StallProbe> probe;
+  if (line.stallProbe) probe = std::make_unique<StallProbe>(stderr);
+
+  GuiMessageBoxes boxes;
+  SystemTextEditor editor;
+  Application korvane(settings, boxes, editor);
+  frmMain window(korvane, boxes, editor);
+  boxes.SetParent(&window);
+  bool closed = false;
+  QObject::connect(&window, &frmMain::Closed, &app, [&closed] {
+    closed = true;
+    QCoreApplication::exit(0);
+  });
+  // Logging off or shutting down the desktop closes without the question.
+  QObject::connect(&app, &QGuiApplication::commitDataRequest, &window,
+                   [&window](QSessionManager&) { window.CloseFor(CloseReason::kSessionEnded); });
+  auto watcher = WatchSignals(korvane, [&window](CloseReason why) { window.CloseFor(why); });
+
+  window.show();
+  window.ShowSplash();
+  // Both windows paint before the slow loading.
+  QCoreApplication::processEvents();
+  korvane.Start();
+  // A signal that came while a start-up box was open has closed it all.
+  return closed ? 0 : app.exec();
+}
+
+int RunHeadless(int& argc, char** argv, const Settings& settings, const CommandLine& line) {
+  QCoreApplication app(argc, argv);
+  std::unique_ptr<StallProbe> probe;
+  if (line.stallProbe) probe = std::make_unique<StallProbe>(stderr);
+  HeadlessMessageBoxes boxes;
+  SystemTextEditor editor;
+  Application korvane(settings, boxes, editor);
+  auto watcher = WatchSignals(korvane, [&korvane](CloseReason why) {
+    korvane.Close(why);
+    QCoreApplication::exit(0);
+  });
+  korvane.Start();
+  return app.exec();
+}
+
+}  // namespace modMain
+
+}  // namespace korvane

@@ -85,7 +85,7 @@ frmMain::frmMain(Application& app, MessageBoxes& boxes, TextEditor& editor, QWid
   statusTimer_.start();
   lastSample_ = TakeStatusSample(app_, SteadySeconds());
   status_.Show(StatusFields(lastSample_, lastSample_));
-  resize(640, 420);
+  resize(760, 460);
 }
 
 frmMain::~frmMain() = default;

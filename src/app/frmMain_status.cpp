@@ -36,7 +36,7 @@ QStringList StatusFields(const StatusSample& before, const StatusSample& now) {
   fields << Rate(before.dns.queries, now.dns.queries, span) + " queries/s";
   fields << "Answers/s: cache " + Rate(before.dns.answersCache, now.dns.answersCache, span) +
                 ", own " + Rate(before.dns.answersOwn, now.dns.answersOwn, span) +
-                ", other servers " + Rate(before.dns.answersOthers, now.dns.answersOthers, span);
+                ", others " + Rate(before.dns.answersOthers, now.dns.answersOthers, span);
   fields << "Pending " + QString::number(now.pending);
   QStringList pools;
   for (const PoolUse& pool : now.pools)

@@ -135,12 +135,12 @@ TEST(StatusFieldsTest, RatesOverTheSampleSpanAndThePoolsInUse) {
   now.pools = {{"10.0.0.1", 3, 51}, {"10.1.0.1", 0, 10}};
   EXPECT_EQ(modMain::StatusFields(before, now),
             (QStringList{"Running", "1000 queries/s",
-                         "Answers/s: cache 500, own 200, other servers 0", "Pending 7",
+                         "Answers/s: cache 500, own 200, others 0", "Pending 7",
                          "Leases 10.0.0.1 3/51, 10.1.0.1 0/10"}));
   // A first sample, no pools, paused.
   modMain::StatusSample first;
   EXPECT_EQ(modMain::StatusFields(first, first),
-            (QStringList{"Paused", "0 queries/s", "Answers/s: cache 0, own 0, other servers 0",
+            (QStringList{"Paused", "0 queries/s", "Answers/s: cache 0, own 0, others 0",
                          "Pending 0", "No DHCP pools"}));
 }
 

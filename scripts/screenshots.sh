@@ -1,0 +1,116 @@
+#!/usr/bin/env bash
+# Screenshots of the windows for the README: starts Korvane under a virtual
+# display (Xvfb) on a copy of the example folder, asks it a few DNS
+# questions, gets it a DHCP lease (as root: a real udhcpc client in a network
+# namespace; otherwise a lease written into dhcp.dat before the start), and
+# saves PNGs of the main window (log view, lease view, a menu), About and the
+# options dialog (when the program has one) into docs/screenshots/.
+#
+#   scripts/screenshots.sh [build folder, default build]
+set -u
+cd "$(dirname "$0")/.."
+BUILD=${1:-build}
+BIN=$(readlink -f "$BUILD/korvane")
+OUTDIR=$PWD/docs/screenshots
+[ -x "$BIN" ] || { echo "not built: $BUILD/korvane" >&2; exit 1; }
+for t in Xvfb import xdotool dig python3; do
+    command -v "$t" >/dev/null || { echo "needs $t (scripts/install-deps.sh)" >&2; exit 1; }
+done
+
+TMP=$(mktemp -d /tmp/kv-shots.XXXXXX)
+PIDS=()
+NSS=()
+cleanup() {
+    local p
+    for p in "${PIDS[@]}"; do kill "$p" 2>/dev/null; done
+    for p in "${PIDS[@]}"; do
+        for _ in $(seq 1 30); do kill -0 "$p" 2>/dev/null || break; sleep 0.1; done
+        kill -9 "$p" 2>/dev/null
+    done
+    for p in "${NSS[@]}"; do ip netns del "$p" 2>/dev/null; done
+    rm -rf "$TMP"
+}
+trap cleanup EXIT
+trap 'exit 130' INT TERM
+
+# A display of its own: Xvfb picks a free number and writes it to fd 3.
+Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$TMP/display" 2>"$TMP/xvfb.err" &
+PIDS+=($!)
+for _ in $(seq 1 50); do [ -s "$TMP/display" ] && break; sleep 0.1; done
+export DISPLAY=:$(cat "$TMP/display")
+
+PROG=$TMP/prog
+cp -r examples/office "$PROG"
+RUN=()      # how the server and dig are run (inside the namespace as root)
+PORT=$(python3 -c 'import socket; s=socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(("0.0.0.0", 0)); print(s.getsockname()[1])')
+SERVER=127.0.0.1
+if [ "$(id -u)" -eq 0 ] && command -v udhcpc >/dev/null; then
+    NS_S=kvshs$$; NS_C=kvshc$$
+    ip netns add "$NS_S" && NSS+=("$NS_S")
+    ip netns add "$NS_C" && NSS+=("$NS_C")
+    ip link add kvshs$$ type veth peer name kvshc$$
+    ip link set kvshs$$ netns "$NS_S"; ip link set kvshc$$ netns "$NS_C"
+    for n in "$NS_S" "$NS_C"; do ip -n "$n" link set lo up; done
+    ip -n "$NS_S" addr add 10.213.60.1/24 dev kvshs$$
+    ip -n "$NS_S" link set kvshs$$ up; ip -n "$NS_C" link set kvshc$$ up
+    echo "office.example. 86400 DHCP 10.213.60.100 10.213.60.150 255.255.255.0 10.213.60.1" >>"$PROG/named.perm"
+    RUN=(ip netns exec "$NS_S")
+    PORT=53
+    LEASE=udhcpc
+else
+    # A lease as the server saved it, running for another eight hours.
+    printf '; Korvane - DHCP Leases\r\nlaptop1.office.example. 192.0.2.101 01020000000001 %s\r\n' \
+        "$(date -d '+8 hours' '+%Y-%m-%d %H:%M:%S')" >"$PROG/dhcp.dat"
+    LEASE=file
+fi
+
+"${RUN[@]}" "$BIN" --dir "$PROG" --dns-port "$PORT" >"$TMP/korvane.out" 2>"$TMP/korvane.err" &
+KPID=$!
+PIDS+=($KPID)
+WID=$(timeout 20 xdotool search --sync --name '^Korvane$' | head -n1)
+[ -n "$WID" ] || { echo "the main window did not appear" >&2; cat "$TMP/korvane.err" >&2; exit 1; }
+sleep 3.5   # the splash goes by itself after 3 s
+
+for q in "www.office.example" "mail.office.example MX" "intranet.office.example" \
+         "nothere.office.example" "-x 192.0.2.10"; do
+    # shellcheck disable=SC2086
+    "${RUN[@]}" dig +tries=1 +time=2 -p "$PORT" @"$SERVER" $q >/dev/null
+done
+if [ "$LEASE" = udhcpc ]; then
+    printf '#!/bin/sh\ncase "$1" in bound|renew) ip addr replace "$ip/$mask" dev "$interface";; esac\n' >"$TMP/udhcpc.sh"
+    chmod +x "$TMP/udhcpc.sh"
+    ip netns exec "$NS_C" udhcpc -i kvshc$$ -n -q -f -s "$TMP/udhcpc.sh" -t 5 -T 1 \
+        -x hostname:laptop1 >"$TMP/udhcpc.out" 2>&1 || echo "udhcpc got no lease" >&2
+fi
+sleep 1
+
+key() { xdotool windowfocus --sync "$WID" 2>/dev/null; xdotool key --window "$WID" "$@"; sleep 0.6; }
+shot() { import -window "$1" "$OUTDIR/$2"; echo "saved docs/screenshots/$2"; }
+window_named() { timeout 5 xdotool search --sync --name "$1" | head -n1; }
+
+mkdir -p "$OUTDIR"
+shot "$WID" main-log.png
+key alt+v l
+shot "$WID" main-leases.png
+key alt+v a
+key alt+t
+# The open menu is a window of its own: take the screen around the main window.
+eval "$(xdotool getwindowgeometry --shell "$WID")"
+import -window root -crop "${WIDTH}x${HEIGHT}+$X+$Y" "$OUTDIR/menu-tools.png"
+echo "saved docs/screenshots/menu-tools.png"
+key Escape
+key alt+h a
+ABOUT=$(window_named '^About Korvane$')
+[ -n "$ABOUT" ] && shot "$ABOUT" about.png && key Escape
+key alt+t o
+OPTIONS=$(window_named '^Korvane - Options$')
+if [ -n "$OPTIONS" ]; then
+    shot "$OPTIONS" options.png
+    xdotool key --window "$OPTIONS" Escape
+else
+    echo "no options dialog in this build: options.png not taken"
+fi
+
+kill -TERM "$KPID"
+wait "$KPID" 2>/dev/null
+echo "done"

@@ -10,49 +10,28 @@
 set -u
 cd "$(dirname "$0")/.."
 BUILD=${1:-build}
-BIN=$(readlink -f "$BUILD/korvane")
 OUTDIR=$PWD/docs/screenshots
-[ -x "$BIN" ] || { echo "not built: $BUILD/korvane" >&2; exit 1; }
+. tests/e2e/lib/common.sh
+kv_init "$BUILD/korvane" shots
+BIN=$KV_BIN
+TMP=$KV_TMP
 for t in Xvfb import xdotool dig python3; do
     command -v "$t" >/dev/null || { echo "needs $t (scripts/install-deps.sh)" >&2; exit 1; }
 done
-
-TMP=$(mktemp -d /tmp/kv-shots.XXXXXX)
-PIDS=()
-NSS=()
-cleanup() {
-    local p
-    for p in "${PIDS[@]}"; do kill "$p" 2>/dev/null; done
-    for p in "${PIDS[@]}"; do
-        for _ in $(seq 1 30); do kill -0 "$p" 2>/dev/null || break; sleep 0.1; done
-        kill -9 "$p" 2>/dev/null
-    done
-    for p in "${NSS[@]}"; do ip netns del "$p" 2>/dev/null; done
-    rm -rf "$TMP"
-}
-trap cleanup EXIT
-trap 'exit 130' INT TERM
-
-# A display of its own: Xvfb picks a free number and writes it to fd 3.
-Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$TMP/display" 2>"$TMP/xvfb.err" &
-PIDS+=($!)
-for _ in $(seq 1 50); do [ -s "$TMP/display" ] && break; sleep 0.1; done
-export DISPLAY=:$(cat "$TMP/display")
+kv_xvfb
+export DISPLAY=$KV_DISPLAY
 
 PROG=$TMP/prog
 cp -r examples/office "$PROG"
 RUN=()      # how the server and dig are run (inside the namespace as root)
-PORT=$(python3 -c 'import socket; s=socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(("0.0.0.0", 0)); print(s.getsockname()[1])')
+PORT=$(kv_free_udp_port)
 SERVER=127.0.0.1
 if [ "$(id -u)" -eq 0 ] && command -v udhcpc >/dev/null; then
     NS_S=kvshs$$; NS_C=kvshc$$
-    ip netns add "$NS_S" && NSS+=("$NS_S")
-    ip netns add "$NS_C" && NSS+=("$NS_C")
-    ip link add kvshs$$ type veth peer name kvshc$$
-    ip link set kvshs$$ netns "$NS_S"; ip link set kvshc$$ netns "$NS_C"
-    for n in "$NS_S" "$NS_C"; do ip -n "$n" link set lo up; done
+    kv_netns_add "$NS_S"
+    kv_netns_add "$NS_C"
+    kv_veth "$NS_S" kvshs$$ "$NS_C" kvshc$$
     ip -n "$NS_S" addr add 10.213.60.1/24 dev kvshs$$
-    ip -n "$NS_S" link set kvshs$$ up; ip -n "$NS_C" link set kvshc$$ up
     echo "office.example. 86400 DHCP 10.213.60.100 10.213.60.150 255.255.255.0 10.213.60.1" >>"$PROG/named.perm"
     RUN=(ip netns exec "$NS_S")
     PORT=53
@@ -66,7 +45,7 @@ fi
 
 "${RUN[@]}" "$BIN" --dir "$PROG" --dns-port "$PORT" >"$TMP/korvane.out" 2>"$TMP/korvane.err" &
 KPID=$!
-PIDS+=($KPID)
+kv_track $KPID
 WID=$(timeout 20 xdotool search --sync --name '^Korvane$' | head -n1)
 [ -n "$WID" ] || { echo "the main window did not appear" >&2; cat "$TMP/korvane.err" >&2; exit 1; }
 sleep 3.5   # the splash goes by itself after 3 s
@@ -111,6 +90,5 @@ else
     echo "no options dialog in this build: options.png not taken"
 fi
 
-kill -TERM "$KPID"
-wait "$KPID" 2>/dev/null
+kv_stop_korvane "$KPID"
 echo "done"

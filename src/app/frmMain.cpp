@@ -98,18 +98,22 @@ QAction* frmMain::AddEntry(QMenu* menu, const char* name, const char* caption,
   return action;
 }
 
+QMenu* frmMain::AddMenu(const char* name, const char* caption) {
+  QMenu* menu = menuBar()->addMenu(caption);
+  menu->setObjectName(name);
+  return menu;
+}
+
 void frmMain::AddBar(QMenu* menu, const char* name) { menu->addSeparator()->setObjectName(name); }
 
 void frmMain::BuildMenus() {
-  QMenu* file = menuBar()->addMenu("&File");
-  file->setObjectName("mnuFile");
+  QMenu* file = AddMenu("mnuFile", "&File");
   mnuStartStop_ = AddEntry(file, "mnuStartStop", "&Start Server", &frmMain::mnuStartStop);
   mnuStartStop_->setText(QString::fromStdString(app_.StartStopCaption()));
   AddBar(file, "mnuBar4");
   AddEntry(file, "mnuExit", "E&xit", &frmMain::mnuExit);
 
-  QMenu* view = menuBar()->addMenu("&View");
-  view->setObjectName("mnuView");
+  QMenu* view = AddMenu("mnuView", "&View");
   AddEntry(view, "mnuViewCache", "&DNS Cache", &frmMain::mnuViewCache);
   AddBar(view, "mnuBar2");
   AddEntry(view, "mnuClearWindow", "&Clear Log Window", &frmMain::mnuClearWindow);
@@ -119,8 +123,7 @@ void frmMain::BuildMenus() {
   for (QAction* entry : {mnuViewW1_, mnuViewW2_}) entry->setCheckable(true);
   mnuViewW1_->setChecked(true);
 
-  QMenu* tools = menuBar()->addMenu("&Tools");
-  tools->setObjectName("mnuTools");
+  QMenu* tools = AddMenu("mnuTools", "&Tools");
   AddEntry(tools, "mnuQuery", "&DNS Look Up...", &frmMain::mnuQuery);
   AddBar(tools, "mnuBar3");
   AddEntry(tools, "mnuRegDom", "Register Internet Domain Name...", &frmMain::mnuRegDom);
@@ -132,8 +135,7 @@ void frmMain::BuildMenus() {
   AddBar(tools, "mnuBar6");
   AddEntry(tools, "mnuOptions", "&Options...", &frmMain::mnuOptions);
 
-  QMenu* help = menuBar()->addMenu("&Help");
-  help->setObjectName("mnuHelp");
+  QMenu* help = AddMenu("mnuHelp", "&Help");
   AddEntry(help, "mnuHelpDHCP", "&DHCP Configuration", &frmMain::mnuHelpDHCP);
   AddBar(help, "mnuBar9");
   AddEntry(help, "mnuWebsite", "Korvane &Website", &frmMain::mnuWebsite);

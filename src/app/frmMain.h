@@ -74,6 +74,7 @@ class frmMain : public QMainWindow {
   void BuildMenus();
   QAction* AddEntry(QMenu* menu, const char* name, const char* caption,
                     void (frmMain::*handler)());
+  QMenu* AddMenu(const char* name, const char* caption);
   void AddBar(QMenu* menu, const char* name);
   void BuildStatusBar();
   void Form_Resize();

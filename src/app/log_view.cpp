@@ -1,10 +1,17 @@
 #include "app/log_view.h"
 
+#include <QPainter>
 #include <QScrollBar>
 
 #include <algorithm>
 
 namespace korvane {
+
+namespace {
+
+constexpr int kTextMargin = 3;
+
+}  // namespace
 
 LogModel::LogModel(const modMain::Log& log, QObject* parent)
     : QAbstractListModel(parent), log_(log) {}
@@ -44,13 +51,31 @@ LogModel::Change LogModel::Pull() {
   return change;
 }
 
-LogView::LogView(const modMain::Log& log, QWidget* parent) : QListView(parent), model_(log) {
+void LogLineDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
+                            const QModelIndex& index) const {
+  const bool selected = option.state & QStyle::State_Selected;
+  if (selected) painter->fillRect(option.rect, option.palette.highlight());
+  painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
+  painter->drawText(option.rect.adjusted(kTextMargin, 0, 0, 0),
+                    Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                    index.data(Qt::DisplayRole).toString());
+}
+
+QSize LogLineDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
+  // Lines run past the right edge rather than widen the view: one height
+  // for every row, no horizontal scrolling.
+  return {option.rect.width(), option.fontMetrics.height() + 2};
+}
+
+LogView::LogView(const modMain::Log& log, QWidget* parent)
+    : QListView(parent), model_(log), delegate_(this) {
   setModel(&model_);
+  setItemDelegate(&delegate_);
   setUniformItemSizes(true);
   setVerticalScrollMode(QAbstractItemView::ScrollPerItem);
   setEditTriggers(QAbstractItemView::NoEditTriggers);
   setSelectionMode(QAbstractItemView::ExtendedSelection);
-  setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   timer_.setInterval(kPullIntervalMs);
   connect(&timer_, &QTimer::timeout, this, &LogView::Refresh);
 }
@@ -60,6 +85,9 @@ void LogView::Refresh() {
   const bool following = bar->value() >= bar->maximum();
   const int value = bar->value();
   const LogModel::Change change = model_.Pull();
+  const int rowHeight = change.added > 0 ? std::max(1, sizeHintForRow(0)) : 1;
+  timer_.setInterval(change.added > viewport()->height() / rowHeight ? kFloodIntervalMs
+                                                                     : kPullIntervalMs);
   if (change.removed == 0 && change.added == 0) return;
   if (following) {
     scrollToBottom();

@@ -4,12 +4,12 @@
 
 namespace korvane {
 
-StallProbe::StallProbe(std::FILE* out, QObject* parent) : QObject(parent), out_(out) {
+StallProbe::StallProbe(std::FILE* out, int settleMs, QObject* parent) : QObject(parent), out_(out) {
   timer_.setTimerType(Qt::PreciseTimer);
   timer_.setInterval(kIntervalMs);
   connect(&timer_, &QTimer::timeout, this, &StallProbe::Tick);
   clock_.start();
-  timer_.start();
+  QTimer::singleShot(settleMs, &timer_, qOverload<>(&QTimer::start));
 }
 
 StallProbe::~StallProbe() {

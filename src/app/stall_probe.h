@@ -18,8 +18,9 @@ class StallProbe : public QObject {
   static constexpr int kIntervalMs = 10;
 
   // `out` gets "stall-probe: longest event-loop stall N ms" at destruction
-  // (null: nothing is printed).
-  explicit StallProbe(std::FILE* out, QObject* parent = nullptr);
+  // (null: nothing is printed). Measuring begins `settleMs` after now, so
+  // that the start-up (loading, first paint) does not count as a stall.
+  StallProbe(std::FILE* out, int settleMs, QObject* parent = nullptr);
   ~StallProbe() override;
 
   // The longest gap between two ticks beyond the interval, in milliseconds.

@@ -12,6 +12,7 @@
 #include <memory>
 #include <vector>
 
+#include "app/frmAbout.h"
 #include "app/frmMain.h"
 #include "app/gui_prompts.h"
 #include "app/resources.h"
@@ -81,9 +82,6 @@ int RunWindowed(int& argc, char** argv, const Settings& settings, const CommandL
   LoadResources();
   app.setWindowIcon(QIcon(":/korvane.svg"));
   app.setQuitOnLastWindowClosed(false);
-  std::unique_ptr<StallProbe> probe;
-  if (line.stallProbe) probe = std::make_unique<StallProbe>(stderr);
-
   GuiMessageBoxes boxes;
   SystemTextEditor editor;
   Application korvane(settings, boxes, editor);
@@ -104,14 +102,15 @@ int RunWindowed(int& argc, char** argv, const Settings& settings, const CommandL
   // Both windows paint before the slow loading.
   QCoreApplication::processEvents();
   korvane.Start();
+  // The splash and the first paints are the start-up, not stalls.
+  std::unique_ptr<StallProbe> probe;
+  if (line.stallProbe) probe = std::make_unique<StallProbe>(stderr, frmAbout::kSplashMs + 500);
   // A signal that came while a start-up box was open has closed it all.
   return closed ? 0 : app.exec();
 }
 
 int RunHeadless(int& argc, char** argv, const Settings& settings, const CommandLine& line) {
   QCoreApplication app(argc, argv);
-  std::unique_ptr<StallProbe> probe;
-  if (line.stallProbe) probe = std::make_unique<StallProbe>(stderr);
   HeadlessMessageBoxes boxes;
   SystemTextEditor editor;
   Application korvane(settings, boxes, editor);
@@ -120,6 +119,8 @@ int RunHeadless(int& argc, char** argv, const Settings& settings, const CommandL
     QCoreApplication::exit(0);
   });
   korvane.Start();
+  std::unique_ptr<StallProbe> probe;
+  if (line.stallProbe) probe = std::make_unique<StallProbe>(stderr, 0);
   return app.exec();
 }
 

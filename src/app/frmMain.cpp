@@ -1,12 +1,9 @@
 #include "app/frmMain.h"
 
-#include <QActionGroup>
 #include <QCloseEvent>
 #include <QElapsedTimer>
 #include <QMenuBar>
 #include <QStatusBar>
-#include <QVBoxLayout>
-#include <QWindowStateChangeEvent>
 
 #include "app/frmAbout.h"
 #include "app/log_view.h"
@@ -57,8 +54,7 @@ frmMain::frmMain(Application& app, MessageBoxes& boxes, TextEditor& editor, QWid
   listDHCP_->SetColWidth(2, 100);
   listDHCP_->SetColCaption(3, "Lease Expires");
   listDHCP_->hide();
-  for (QWidget* list : {static_cast<QWidget*>(ListDNS_), static_cast<QWidget*>(listDHCP_)})
-    list->move(0, TitleStrip::kHeight);
+  for (QWidget* list : Lists()) list->move(0, TitleStrip::kHeight);
   central->installEventFilter(this);
 
   BuildMenus();
@@ -89,6 +85,8 @@ frmMain::frmMain(Application& app, MessageBoxes& boxes, TextEditor& editor, QWid
 }
 
 frmMain::~frmMain() = default;
+
+std::array<QWidget*, 2> frmMain::Lists() const { return {ListDNS_, listDHCP_}; }
 
 QAction* frmMain::AddEntry(QMenu* menu, const char* name, const char* caption,
                            void (frmMain::*handler)()) {
@@ -196,7 +194,7 @@ void frmMain::Form_Resize() {
     const QWidget* inner = centralWidget();
     picTitle_->setGeometry(0, 0, inner->width(), TitleStrip::kHeight);
     picTitle_->PlaceLabels();
-    for (QWidget* list : {static_cast<QWidget*>(ListDNS_), static_cast<QWidget*>(listDHCP_)}) {
+    for (QWidget* list : Lists()) {
       const int height = inner->height() - list->y();
       if (height > 0) list->setGeometry(0, list->y(), inner->width(), height);
     }

@@ -5,12 +5,12 @@
 #pragma once
 
 #include <QAction>
-#include <QLabel>
 #include <QMainWindow>
 #include <QMenu>
 #include <QPointer>
 #include <QTimer>
 
+#include <array>
 #include <exception>
 #include <functional>
 
@@ -77,6 +77,8 @@ class frmMain : public QMainWindow {
   QMenu* AddMenu(const char* name, const char* caption);
   void AddBar(QMenu* menu, const char* name);
   void BuildStatusBar();
+  // ListDNS and listDHCP, which share their place under the title strip.
+  std::array<QWidget*, 2> Lists() const;
   void Form_Resize();
   void Unload(CloseReason reason);
   void ReportFault(const char* tag, const std::exception& error);

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "app/frmAbout.h"
@@ -25,8 +26,8 @@ namespace modMain {
 
 namespace {
 
-char** startArguments = nullptr;
-int startCount = 0;
+// The command line as given, before QApplication takes its own options out.
+std::vector<std::string> startArguments;
 QtMessageHandler qtHandler = nullptr;
 
 // Qt ends the process from inside QApplication's constructor when the
@@ -40,9 +41,9 @@ void RestartHeadlessOnFatal(QtMsgType type, const QMessageLogContext& context,
   }
   std::fprintf(stderr, "korvane: %s\nkorvane: the display cannot be opened; running headless\n",
                qPrintable(message.section('\n', 0, 0)));
-  std::vector<char*> arguments(startArguments, startArguments + startCount);
-  static char headless[] = "--headless";
-  arguments.push_back(headless);
+  startArguments.push_back("--headless");
+  std::vector<char*> arguments;
+  for (std::string& argument : startArguments) arguments.push_back(argument.data());
   arguments.push_back(nullptr);
   execv("/proc/self/exe", arguments.data());
   std::fprintf(stderr, "korvane: could not start again headless\n");
@@ -74,8 +75,7 @@ bool DisplayNamed() {
 }
 
 int RunWindowed(int& argc, char** argv, const Settings& settings, const CommandLine& line) {
-  startArguments = argv;
-  startCount = argc;
+  startArguments.assign(argv, argv + argc);
   qtHandler = qInstallMessageHandler(RestartHeadlessOnFatal);
   QApplication app(argc, argv);
   qInstallMessageHandler(qtHandler);

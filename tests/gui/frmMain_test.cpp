@@ -92,7 +92,9 @@ TEST_F(FrmMainTest, EveryMenuEntryWithItsCaptionInOrderEnabledRunningAndPaused) 
           caption = "&Start Server";
         EXPECT_EQ(actions[i]->objectName().toStdString(), lines[i].name);
         EXPECT_EQ(actions[i]->isSeparator(), caption == "-") << lines[i].name;
-        if (caption != "-") EXPECT_EQ(actions[i]->text().toStdString(), caption);
+        if (caption != "-") {
+          EXPECT_EQ(actions[i]->text().toStdString(), caption);
+        }
         EXPECT_TRUE(actions[i]->isEnabled()) << lines[i].name;
       }
     }

@@ -214,6 +214,24 @@ TEST_F(FrmMainTest, TheCacheViewSavesFirstAndSaysWhenNoEditorStarts) {
   EXPECT_EQ(boxes.Texts(), Strings{"Could not open text editor !"});
 }
 
+TEST_F(FrmMainTest, SupportWritesTheReportAndOffersItReloadReadsTheRecordsAgain) {
+  Open("", kRecords);
+  boxes.answer = MessageAnswer::Yes;
+  Choose("mnuDump");
+  ASSERT_EQ(boxes.shown.size(), 1u);
+  EXPECT_TRUE(boxes.shown[0].text.starts_with("A support file containing information about your\n"));
+  EXPECT_NE(boxes.shown[0].text.find("E-Mail this file to "), std::string::npos);
+  EXPECT_EQ(boxes.shown[0].icon, MessageIcon::Question);
+  EXPECT_EQ(editor.opened, Strings{dir.File("support.txt")});
+  EXPECT_EQ(dir.Read("support.txt").find("Error Description"), std::string::npos);
+
+  dir.Write("named.perm", kRecords + "new.example.test. 3600 A 10.1.2.4\n");
+  EXPECT_TRUE(app->records().Named("new.example.test.").empty());
+  Choose("mnuReload");
+  EXPECT_FALSE(app->records().Named("new.example.test.").empty());
+  EXPECT_TRUE(app->ServerStarted());
+}
+
 TEST_F(FrmMainTest, TheViewEntriesSwitchBetweenLogAndLeasesAndCheckTheChosenOne) {
   Open("", kRecords);
   EXPECT_TRUE(window->ListDNS()->isVisible());

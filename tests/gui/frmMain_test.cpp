@@ -170,6 +170,19 @@ TEST_F(FrmMainTest, AFailedBindLeavesTheWindowPausedWithItsBoxAndUsable) {
   EXPECT_EQ(boxes.shown.size(), 1u);
 }
 
+TEST_F(FrmMainTest, BrokenOptionsAndRecordFilesLeaveTheWindowRunningAndUsable) {
+  settings.dnsPort = FreeUdpPort();
+  Open(std::string("DNSBind: 127.0.0.1\nHostsTTL: 99999999999999999999\nNS: 999.1.1.1\n\0\xff\xfe: (", 70),
+       kRecords + "bad.example.test. 3600 MX (10\nmail.example.test. 3600 A 10.1.2.9\n\xff\x01 A A A\n");
+  EXPECT_TRUE(app->ServerStarted());
+  EXPECT_EQ(window->StatusTexts().value(0), "Running");
+  EXPECT_FALSE(app->records().Named("www.example.test.").empty());
+  for (const char* entry : {"mnuViewW2", "mnuViewW1", "mnuReload", "mnuClearWindow"}) Choose(entry);
+  EXPECT_TRUE(window->ListDNS()->isVisible());
+  EXPECT_TRUE(app->ServerStarted());
+  EXPECT_TRUE(boxes.shown.empty());
+}
+
 TEST_F(FrmMainTest, OptionsOpenModalOverTheWindowAndTheirHelpShowsTheOptionsPage) {
   Open("", kRecords);
   const std::string before = dir.Read("korvane.ini");

@@ -4,7 +4,7 @@
 # questions, gets it a DHCP lease (as root: a real udhcpc client in a network
 # namespace; otherwise a lease written into dhcp.dat before the start), and
 # saves PNGs of the main window (log view, lease view, a menu), About and the
-# options dialog (when the program has one) into docs/screenshots/.
+# options dialog into docs/screenshots/.
 #
 #   scripts/screenshots.sh [build folder, default build]
 set -u
@@ -63,7 +63,12 @@ if [ "$LEASE" = udhcpc ]; then
 fi
 sleep 1
 
-key() { xdotool windowfocus --sync "$WID" 2>/dev/null; xdotool key --window "$WID" "$@"; sleep 0.6; }
+key_in() {   # key_in WINDOW KEY...: keys typed into that window
+    local w=$1; shift
+    # A window that closes on the key press is gone before the release: no error for that.
+    xdotool windowfocus --sync "$w" 2>/dev/null; xdotool key --window "$w" "$@" 2>/dev/null; sleep 0.6
+}
+key() { key_in "$WID" "$@"; }
 shot() { import -window "$1" "$OUTDIR/$2"; echo "saved docs/screenshots/$2"; }
 window_named() { timeout 5 xdotool search --sync --name "$1" | head -n1; }
 
@@ -80,14 +85,15 @@ echo "saved docs/screenshots/menu-tools.png"
 key Escape
 key alt+h a
 ABOUT=$(window_named '^About Korvane$')
-[ -n "$ABOUT" ] && shot "$ABOUT" about.png && key Escape
+[ -n "$ABOUT" ] && shot "$ABOUT" about.png && key_in "$ABOUT" Escape
 key alt+t o
 OPTIONS=$(window_named '^Korvane - Options$')
 if [ -n "$OPTIONS" ]; then
     shot "$OPTIONS" options.png
-    xdotool key --window "$OPTIONS" Escape
+    key_in "$OPTIONS" Escape
 else
-    echo "no options dialog in this build: options.png not taken"
+    echo "the options dialog did not open: options.png not taken" >&2
+    exit 1
 fi
 
 kv_stop_korvane "$KPID"

@@ -48,7 +48,7 @@ namespace korvane {
 // display; each costs the answer path one increment.
 struct DnsCounters {
   uint64_t queries = 0;          // query datagrams taken by ProcReq
-  uint64_t answersOwn = 0;       // answered from the own records, hosts or leases
+  uint64_t answersOwn = 0;       // from the own records, hosts or leases, or refused here
   uint64_t answersCache = 0;     // answered from the cache without asking anyone
   uint64_t answersOthers = 0;    // answered after asking other servers (or giving up)
 };

@@ -176,7 +176,7 @@ class clDNSRequest {
   bool answered_ = false;
   bool waitingSub_ = false;
   bool askedExternally_ = false;
-  bool fromLeases_ = false;      // the lease table gave an answer record
+  bool fromCache_ = false;       // a cached record (or negative entry) answered
   bool AA_ = false;
   int rcode_ = 0;
   std::vector<clDNSRecord> answer_, authority_, additional_;

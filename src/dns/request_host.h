@@ -19,7 +19,8 @@ namespace korvane {
 class clDNSRequest;
 
 // Where the answer a client got came from, for the counters the status
-// display samples.
+// display samples. kOwnRecords also covers what the server decides alone:
+// a refusal, a name kept local, a full request table.
 enum class AnswerSource { kOwnRecords, kCache, kOtherServers };
 
 class RequestHost {

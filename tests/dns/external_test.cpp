@@ -339,18 +339,21 @@ TEST_F(External, AnswersAreCountedByWhereTheyCameFrom) {
   Forwarding({"127.0.0.53"});
   struct Step {
     std::string name;
+    int type;
     DnsCounters after;  // queries, own, cache, others
   } steps[] = {
-      {"www.office.test.", {1, 1, 0, 0}},     // own record
-      {"nothere.office.test.", {2, 2, 0, 0}}, // own domain says: no such name
-      {"pc1.lan.", {3, 3, 0, 0}},             // a lease
-      {"www.example.org.", {4, 3, 0, 1}},     // asked of another server
-      {"www.example.org.", {5, 3, 1, 1}},     // then from the cache
+      {"www.office.test.", RecordType::kA, {1, 1, 0, 0}},      // own record
+      {"nothere.office.test.", RecordType::kA, {2, 2, 0, 0}},  // own domain says: no such name
+      {"pc1.lan.", RecordType::kA, {3, 3, 0, 0}},              // a lease
+      {"www.example.org.", RecordType::kA, {4, 3, 0, 1}},      // asked of another server
+      {"www.example.org.", RecordType::kA, {5, 3, 1, 1}},      // then from the cache
+      {"printer.", RecordType::kA, {6, 4, 1, 1}},              // kept local: decided here
+      {"9.1.168.192.in-addr.arpa.", RecordType::kPTR, {7, 5, 1, 1}},
   };
   int id = 1;
   for (const Step& step : steps) {
     SCOPED_TRACE(step.name);
-    Ask(id++, step.name, RecordType::kA);
+    Ask(id++, step.name, step.type);
     if (!engine.Requests().empty())
       AnswerA("127.0.0.53", step.name, "10.2.2.2");
     const DnsCounters& counted = engine.Counters();

@@ -31,16 +31,7 @@ kv_netns_add "$NS"
 
 PORT=5301
 TICKS=$(getconf CLK_TCK)
-mkdir -p "$TMP/prog"
-cat >"$TMP/prog/named.perm" <<'Z'
-bench.test. 3600 SOA ns1.bench.test. hostmaster.bench.test. 1 3600 900 604800 300
-bench.test. 3600 NS ns1.bench.test.
-ns1.bench.test. 3600 A 10.20.0.1
-www.bench.test. 3600 A 10.20.0.2
-mail.bench.test. 3600 A 10.20.0.3
-Z
-printf '; none\n' >"$TMP/prog/named.root"
-printf 'www.bench.test A\nmail.bench.test A\n' >"$TMP/queries.txt"
+kv_bench_folder "$TMP/prog"
 
 start() {   # start echo|korvane|dnsmasq YES|NO; sets SPID
     case $1 in

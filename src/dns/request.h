@@ -115,7 +115,7 @@ class clDNSRequest {
   };
   void Resolve(DateTime now, Resolution& found);
   // One pass of the records of the current name; the alias met, or null.
-  const std::string* AnswerFromRecords(Resolution& found);
+  const SharedText* AnswerFromRecords(Resolution& found);
   // Sends the answer or asks another server; Check's result.
   bool Conclude(bool complete, DateTime now);
 

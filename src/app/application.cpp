@@ -11,6 +11,8 @@
 
 #include "app/identify.h"
 #include "app/options_file.h"
+#include "store/files.h"
+#include "store/load_report.h"
 #include "wire/dns_codec.h"
 
 namespace korvane {
@@ -45,7 +47,8 @@ Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& edi
       clock_(settings_.clock ? *settings_.clock : systemClock_),
       log_(clock_, options_, settings_.folder),
       reporter_(settings_.folder, "korvane", options_, clock_, log_, boxes, editor, prompts_),
-      store_{records_, options_, clock_, log_, reporter_, settings_.folder, localIPs_, DHCPifs_},
+      progress_(log_, [this] { return closed_; }),
+      store_{records_, options_, clock_, log_, reporter_, settings_.folder, localIPs_, DHCPifs_, &progress_},
       dns_(store_, WSDNS_, WSDNS2_),
       dhcp_(DHCPifs_, options_, records_, clock_, log_, reporter_, settings_.folder) {
   log_.SetErrorReporter(&reporter_);
@@ -102,12 +105,20 @@ void Application::ReportFault(const char* tag, const std::exception& error) {
 
 void Application::Start() {
   localIPs_ = settings_.localIPs ? *settings_.localIPs : modIdentify::ReadLocalIPs(boxes_);
-  LoadOptions(store_.PathOf("korvane.ini"), options_, reporter_);
-  modDNS::LoadPerm(store_);
+  store_.warnings = 0;
+  const int optionWarnings = LoadOptions(store_.PathOf("korvane.ini"), options_, reporter_, &log_);
+  LoadRecords(false);
+  if (closed_) return;
   log_.AddLine("Loading cache...");
+  loading_ = true;
   modDNS::LoadFile(store_, store_.PathOf("named.cache"), false, false);
+  loading_ = false;
+  if (closed_) return;
+  cacheLoaded_ = true;
   log_.AddLine("Loading DHCP Leases...");
-  dhcp_.Load();
+  const int leaseWarnings = dhcp_.Load();
+  leasesLoaded_ = true;
+  loadWarnings_ = optionWarnings + store_.warnings + leaseWarnings;
   // The queries to other servers leave from a port the system chooses.
   SendError error;
   if (!WSDNS2_.Bind("", 0, BindOptions{}, error))
@@ -115,6 +126,19 @@ void Application::Start() {
   StartServices();
   housekeeping_.start();
   log_.Flush();
+}
+
+modDNS::LoadResult Application::LoadRecords(bool reload) {
+  loading_ = true;
+  modDNS::LoadResult result = modDNS::LoadPerm(store_);
+  loading_ = false;
+  if (reload && !result.kept && !result.stopped)
+    log_.AddLine("Records reloaded: " + CountOf(result.permanentRecords, "record") + ".");
+  if (reloadPending_ && !closed_) {
+    reloadPending_ = false;
+    QMetaObject::invokeMethod(this, [this] { ReloadConfiguration(); }, Qt::QueuedConnection);
+  }
+  return result;
 }
 
 void Application::StartServices() {
@@ -231,13 +255,48 @@ void Application::AnnounceServiceState() {
 }
 
 void Application::Reload() {
+  if (loading_) {
+    reloadPending_ = true;
+    return;
+  }
   try {
-    modDNS::LoadPerm(store_);
+    LoadRecords(true);
   } catch (const std::exception& e) {
     ReportFault("frmMain mnuReload", e);
   }
   log_.Flush();
   emit RecordsReloaded();
+}
+
+void Application::ReloadConfiguration() {
+  if (loading_) {
+    reloadPending_ = true;
+    return;
+  }
+  try {
+    const std::string path = store_.PathOf("korvane.ini");
+    Options next;
+    store_.warnings = 0;
+    int optionWarnings = 0;
+    if (ReadWholeFile(path)) {
+      optionWarnings = LoadOptions(path, next, reporter_, &log_);
+    } else {
+      log_.AddLine("korvane.ini could not be read (" + ErrorOfErrno(errno).description +
+                   "): the options in force stay.");
+      next = options_;
+    }
+    const bool rebind = serverStarted_ && next.DNSBIND != options_.DNSBIND;
+    options_ = next;
+    emit OptionsChanged();
+    if (rebind) Pause();
+    LoadRecords(true);
+    emit RecordsReloaded();
+    if (rebind && !closed_) StartServices();
+    loadWarnings_ = optionWarnings + store_.warnings;
+  } catch (const std::exception& e) {
+    ReportFault("modMain ReloadConfiguration", e);
+  }
+  log_.Flush();
 }
 
 bool Application::ApplyOptions(const Options& options) {
@@ -253,9 +312,9 @@ bool Application::ApplyOptions(const Options& options) {
     emit OptionsChanged();
     const bool wasRunning = serverStarted_;
     if (wasRunning) Pause();
-    modDNS::LoadPerm(store_);
+    LoadRecords(true);
     emit RecordsReloaded();
-    if (wasRunning) StartServices();
+    if (wasRunning && !closed_) StartServices();
     applied = true;
   } catch (const std::exception& e) {
     ReportFault("frmOptions cmdOK", e);
@@ -317,8 +376,8 @@ void Application::Close(CloseReason reason) {
   try {
     timer_.stop();
     housekeeping_.stop();
-    modDNS::saveCache(store_);
-    dhcp_.Save();
+    if (cacheLoaded_) modDNS::saveCache(store_);
+    if (leasesLoaded_) dhcp_.Save();
     leasesDirty_ = false;
     dns_.Pause();
     WSDNS2_.Close();

@@ -30,7 +30,8 @@ constexpr const char* kUsage =
     "  --dhcp-port N   DHCP service port (default 67)\n"
     "  --version       print the version and exit\n"
     "  --help          print this text and exit\n"
-    "Signals: SIGINT and SIGTERM close in order, SIGHUP reloads the records.\n";
+    "Signals: SIGINT and SIGTERM close in order (also while the files load),\n"
+    "SIGHUP reads korvane.ini and the records again.\n";
 
 bool ParsePort(const char* text, int& port) {
   char* end = nullptr;
@@ -102,7 +103,7 @@ int main(int argc, char** argv) {
   SignalWatcher watcher;
   watcher.SetHandler([&](int number) {
     if (number == SIGHUP) {
-      korvane.Reload();
+      korvane.ReloadConfiguration();
       return;
     }
     korvane.Close(number == SIGINT ? modMain::CloseReason::kUser
@@ -111,5 +112,7 @@ int main(int argc, char** argv) {
   });
 
   korvane.Start();
+  // A termination signal while the files loaded: closed already.
+  if (korvane.Closed()) return 0;
   return app.exec();
 }

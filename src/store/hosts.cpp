@@ -32,24 +32,6 @@ void SplitInto(std::string_view line, std::vector<std::string_view>& words) {
   }
 }
 
-// Four decimal numbers of 0 to 255 with dots between.
-bool IsDottedQuad(std::string_view text) {
-  int parts = 0;
-  while (parts < 4) {
-    std::size_t digits = 0;
-    int value = 0;
-    while (digits < text.size() && text[digits] >= '0' && text[digits] <= '9' && digits < 3)
-      value = value * 10 + (text[digits++] - '0');
-    if (digits == 0 || value > 255) return false;
-    text.remove_prefix(digits);
-    if (++parts < 4) {
-      if (text.empty() || text[0] != '.') return false;
-      text.remove_prefix(1);
-    }
-  }
-  return text.empty();
-}
-
 // One hosts line's records: its aliases, the address, the reverse name.
 class HostsStage {
  public:
@@ -117,7 +99,7 @@ bool TakePermDatLine(StoreContext& ctx, std::string_view text, StagedLoad& into,
   if (type == "A") {
     std::string address = modIP::CleanIP(value);
     if (address.empty()) return (why = "bad address " + std::string(value)), false;
-    if (!IsDottedQuad(value)) note = ReadAs(value);
+    if (!modIP::IsDottedQuad(value)) note = ReadAs(value);
     ctx.log.AddLine("-> Cached A-record: " + name + " = " + address);
     add(name, RecordType::kA, list.InternData(modIP::IPToData(address)), 0);
     add(IPToArpa(address), RecordType::kPTR, list.InternData(name), -1);
@@ -163,7 +145,7 @@ void ReadHostsFile(StoreContext& ctx, StagedLoad& into) {
     SplitInto(BeforeHash(line), words);
     if (words.size() == 1) report.Skipped(number, "address " + std::string(words[0]) + " without a name");
     if (words.size() >= 2) {
-      if (!IsDottedQuad(words[0])) report.Cut(number, ReadAs(words[0]));
+      if (!modIP::IsDottedQuad(words[0])) report.Cut(number, ReadAs(words[0]));
       stage.Take(words);
       report.Took();
     }

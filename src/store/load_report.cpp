@@ -25,7 +25,8 @@ void FileReport::Lost(std::size_t line, std::size_t lines, std::string_view why)
 }
 
 void FileReport::Cut(std::size_t line, std::string_view why) {
-  ++cut_;
+  if (line != lastCut_) ++cut_;
+  lastCut_ = line;
   Warn(file_ + ":" + std::to_string(line) + ": " + std::string(why));
 }
 

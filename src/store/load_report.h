@@ -46,7 +46,7 @@ class FileReport {
   std::string file_;
   int* total_;
   int warnings_ = 0;
-  std::size_t taken_ = 0, other_ = 0, skipped_ = 0, cut_ = 0;
+  std::size_t taken_ = 0, other_ = 0, skipped_ = 0, cut_ = 0, lastCut_ = 0;
 };
 
 // "1 line", "2 lines": `noun` is the singular; the plural adds "s".

@@ -63,6 +63,7 @@ struct RecordFileStage {
     }
     Add(owner, type, record, list.InternData(record.data), record.pref);
     report.Took();
+    if (!record.note.empty()) report.Cut(number, record.note);
     if (!record.rest.empty()) report.Cut(number, "text after the data ignored: " + record.rest);
   }
 

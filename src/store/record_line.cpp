@@ -139,6 +139,7 @@ bool ReadRecordLine(StoreContext& ctx, std::string& line, ReaderState& state, in
       return false;
     }
     record.data = modIP::IPToData(address);
+    if (!modIP::IsDottedQuad(token)) record.note = token + " is not an IPv4 address, read as " + address;
   } else if (record.type == "SOA") {
     return ParseSoa(ctx, line, record.data, why);
   } else if (record.type == "MX") {

@@ -33,6 +33,7 @@ struct RecordLine {
   std::string data;
   int32_t pref = 0;   // MX preference
   std::string rest;   // what stood after the data (ignored)
+  std::string note;   // how the line was read other than written, for the operator
 };
 
 // Reads one logical line (tabs turned into blanks, comment cut). False when

@@ -68,9 +68,11 @@ SharedText::SharedText(SharedText&& other) noexcept {
 }
 
 SharedText& SharedText::operator=(const SharedText& other) noexcept {
+  unsigned char taken[sizeof raw_];
+  std::memcpy(taken, other.raw_, sizeof raw_);
   if (Node* shared = other.node()) ++shared->refs;
   Release();
-  std::memcpy(raw_, other.raw_, sizeof raw_);
+  std::memcpy(raw_, taken, sizeof raw_);
   return *this;
 }
 

@@ -57,7 +57,7 @@ namespace {
 class SettingReport {
  public:
   SettingReport(FileReport& report, std::size_t line, const std::string& key, const std::string& raw)
-      : report_(report), line_(line), raw_(raw), setting_(key + " " + raw) {}
+      : report_(report), line_(line), raw_(raw), setting_(raw.empty() ? key : key + " " + raw) {}
   void Number() {
     std::string_view value = raw_;
     if (!value.empty() && (value[0] == '-' || value[0] == '+')) value.remove_prefix(1);

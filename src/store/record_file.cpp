@@ -30,9 +30,9 @@ bool LooksLikeTTL(std::string_view type) {
   return !type.empty() && ((type[0] >= '0' && type[0] <= '9') || type[0] == '+' || type[0] == '-');
 }
 
-std::string WhyUnknown(const std::string& type) {
-  if (LooksLikeTTL(type)) return "TTL " + type + " is not a plain number (read as the type)";
-  return "unknown type " + type;
+std::string WhyUnknown(const RecordLine& record) {
+  if (LooksLikeTTL(record.typeText)) return "TTL " + record.typeText + " is not a plain number (read as the type)";
+  return "unknown type " + record.typeText;
 }
 
 bool IsNegativeKey(const std::string& type) { return RecTypeOfKey(type) >= RecordType::kNegativeBase; }
@@ -53,7 +53,7 @@ struct RecordFileStage {
   void Take(const RecordLine& record, std::size_t number) {
     if (record.type == "DHCP") return TakePool(record, number);
     const int type = RecTypeOfKey(record.type);
-    if (type == 0) return report.Skipped(number, WhyUnknown(record.type));
+    if (type == 0) return report.Skipped(number, WhyUnknown(record));
     RecordList& list = ctx.records;
     SharedText owner = list.InternName(record.owner);
     // An A record of the operator's own files answers the reverse question too.

@@ -98,6 +98,7 @@ bool ParseLineStart(std::string& line, ReaderState& state, int64_t age, RecordLi
   }
   record.owner = state.owner;
   record.type = Upper(token);
+  record.typeText = token;
   record.ttl = static_cast<int32_t>(std::min<int64_t>(state.ttl, std::numeric_limits<int32_t>::max()));
   return true;
 }

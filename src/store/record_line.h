@@ -27,6 +27,7 @@ struct ReaderState {
 struct RecordLine {
   std::string owner;  // cleaned, with the final "."
   std::string type;   // upper case, as written: "A" ... "MX", "DHCP", or any other text
+  std::string typeText;  // the type as written
   int32_t ttl = 0;
   // A: 4 address bytes; SOA: the SOA layout; DHCP: first, last, mask and
   // gateway, 4 bytes each; every other type: a name (cleaned, final ".").

@@ -176,8 +176,11 @@ bool LoadFile(StoreContext& ctx, const std::string& path, bool permanent, bool r
 
 namespace {
 
-void NoteUnreadable(StoreContext& ctx, const std::string& label, const FileRead& read) {
-  FileReport(ctx.log, label, &ctx.warnings).Note("cannot be read (" + ErrorOfErrno(read.error).description + ")");
+// `counts`: the file matters to how this server works, so its loss is a
+// warning (without forwarders the root hints are needed).
+void NoteUnreadable(StoreContext& ctx, const std::string& label, const FileRead& read, bool counts) {
+  FileReport(ctx.log, label, counts ? &ctx.warnings : nullptr)
+      .Note("cannot be read (" + ErrorOfErrno(read.error).description + ")");
 }
 
 // The records in force stay when a reload cannot use named.perm.
@@ -206,11 +209,11 @@ LoadResult LoadPerm(StoreContext& ctx) {
     StagedLoad staged;
     ctx.log.AddLine("Loading root DNS server records...");
     const FileRead root = StageRecordFile(ctx, ctx.PathOf("named.root"), "named.root", true, true, staged);
-    if (!root.read) NoteUnreadable(ctx, "named.root", root);
+    if (!root.read) NoteUnreadable(ctx, "named.root", root, !ctx.options.RECURSIONOUT);
     if (!staged.stopped) {
       ctx.log.AddLine("Loading permanent records...");
       const FileRead perm = StageRecordFile(ctx, ctx.PathOf("named.perm"), "named.perm", true, false, staged);
-      if (!perm.read) NoteUnreadable(ctx, "named.perm", perm);
+      if (!perm.read) NoteUnreadable(ctx, "named.perm", perm, true);
       if (!staged.stopped && KeepsRecordsInForce(ctx, perm)) {
         result.kept = true;
       } else if (!staged.stopped) {

@@ -110,12 +110,16 @@ void CleanCache(StoreContext& ctx) {
     // nothing can have expired.
     if (ctx.records.EarliestExpiry() > now) return;
     DateTime earliest = 1e300;
-    ctx.records.EraseIf([&](const clDNSRecord& r) {
-      if (r.Permanent) return false;
-      if (r.TTL(now) < 0) return true;
-      earliest = std::min(earliest, r.TimeOut(now));
-      return false;
-    });
+    // One by one: the few that expire cost the records of their names only,
+    // where a rebuild of every name's records would cost the whole list.
+    for (auto it = ctx.records.begin(); it != ctx.records.end();) {
+      if (!it->Permanent && it->TTL(now) < 0) {
+        it = ctx.records.Erase(it);
+        continue;
+      }
+      if (!it->Permanent) earliest = std::min(earliest, it->TimeOut(now));
+      ++it;
+    }
     ctx.records.SetEarliestExpiry(earliest);
   } catch (const std::exception& e) {
     ReportException(ctx.errors, "modDNS CleanCache", e);

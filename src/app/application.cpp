@@ -104,21 +104,7 @@ void Application::ReportFault(const char* tag, const std::exception& error) {
 }
 
 void Application::Start() {
-  localIPs_ = settings_.localIPs ? *settings_.localIPs : modIdentify::ReadLocalIPs(boxes_);
-  store_.warnings = 0;
-  const int optionWarnings = LoadOptions(store_.PathOf("korvane.ini"), options_, reporter_, &log_);
-  LoadRecords(false);
-  if (closed_) return;
-  log_.AddLine("Loading cache...");
-  loading_ = true;
-  modDNS::LoadFile(store_, store_.PathOf("named.cache"), false, false);
-  loading_ = false;
-  if (closed_) return;
-  cacheLoaded_ = true;
-  log_.AddLine("Loading DHCP Leases...");
-  const int leaseWarnings = dhcp_.Load();
-  leasesLoaded_ = true;
-  loadWarnings_ = optionWarnings + store_.warnings + leaseWarnings;
+  if (!LoadFiles()) return;
   // The queries to other servers leave from a port the system chooses.
   SendError error;
   if (!WSDNS2_.Bind("", 0, BindOptions{}, error))
@@ -126,6 +112,26 @@ void Application::Start() {
   StartServices();
   housekeeping_.start();
   log_.Flush();
+}
+
+bool Application::LoadFiles() {
+  localIPs_ = settings_.localIPs ? *settings_.localIPs : modIdentify::ReadLocalIPs(boxes_);
+  store_.warnings = 0;
+  const int optionWarnings = LoadOptions(store_.PathOf("korvane.ini"), options_, reporter_, &log_);
+  LoadRecords(false);
+  if (closed_) return false;
+  log_.AddLine("Loading cache...");
+  loading_ = true;
+  modDNS::LoadFile(store_, store_.PathOf("named.cache"), false, false);
+  loading_ = false;
+  if (closed_) return false;
+  cacheLoaded_ = true;
+  log_.AddLine("Loading DHCP Leases...");
+  const int leaseWarnings = dhcp_.Load();
+  leasesLoaded_ = true;
+  loadWarnings_ = optionWarnings + store_.warnings + leaseWarnings;
+  log_.Flush();
+  return true;
 }
 
 modDNS::LoadResult Application::LoadRecords(bool reload) {

@@ -51,6 +51,11 @@ class Application : public QObject {
   // A termination signal while the files load ends it early: Closed() then
   // holds, and what was not loaded yet is not saved either.
   void Start();
+  // The start sequence up to the services: identity, options, records,
+  // cache, leases (all a check of the folder needs; LoadWarnings then says
+  // how many lines were skipped or cut). False when the program closed
+  // meanwhile.
+  bool LoadFiles();
   // Binds the DNS socket and one DHCP socket per DHCP interface.
   void StartServices();
   // The "&Pause Server" / "&Start Server" command.

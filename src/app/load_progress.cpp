@@ -10,7 +10,9 @@ namespace korvane {
 namespace modMain {
 
 void LoadProgress::SetProgress(int percent) {
-  if (display_) display_->SetProgress(percent);
+  // The display hears of each new value once, not of every line.
+  if (display_ && percent != shown_) display_->SetProgress(percent);
+  shown_ = percent;
   // The clock is read every few lines only: a line costs well under a
   // microsecond.
   if (++calls_ % 64 != 0 && running_) return;
@@ -33,6 +35,7 @@ void LoadProgress::SetProgress(int percent) {
 void LoadProgress::CloseProgress() {
   running_ = false;
   calls_ = 0;
+  shown_ = -1;
   if (display_) display_->CloseProgress();
 }
 

@@ -39,6 +39,7 @@ class LoadProgress : public ProgressSink {
   bool running_ = false;  // a file is being read
   Clock::time_point started_, lastEvents_, lastEcho_;
   int calls_ = 0;
+  int shown_ = -1;  // the value the display has
 };
 
 }  // namespace modMain

@@ -67,8 +67,12 @@ void AddOwn(StoreContext& ctx, SharedText owner, int rtype, int32_t ttl, SharedT
 
 }  // namespace
 
-void CacheAdd(StoreContext& ctx, const SharedText& name, int rtype, int32_t ttl, const SharedText& data,
-              int32_t pref, bool permanent, bool rootHint) {
+namespace {
+
+// CacheAdd of a name and data given as any text: the list's own copies first.
+template <class Text>
+void InternAndAdd(StoreContext& ctx, const Text& name, int rtype, int32_t ttl, const Text& data, int32_t pref,
+                  bool permanent, bool rootHint) {
   try {
     AddOwn(ctx, ctx.records.InternName(name), rtype, ttl, ctx.records.InternData(data), pref, permanent,
            rootHint);
@@ -77,14 +81,16 @@ void CacheAdd(StoreContext& ctx, const SharedText& name, int rtype, int32_t ttl,
   }
 }
 
+}  // namespace
+
+void CacheAdd(StoreContext& ctx, const SharedText& name, int rtype, int32_t ttl, const SharedText& data,
+              int32_t pref, bool permanent, bool rootHint) {
+  InternAndAdd(ctx, name, rtype, ttl, data, pref, permanent, rootHint);
+}
+
 void CacheAdd(StoreContext& ctx, std::string_view name, int rtype, int32_t ttl, std::string_view data,
               int32_t pref, bool permanent, bool rootHint) {
-  try {
-    AddOwn(ctx, ctx.records.InternName(name), rtype, ttl, ctx.records.InternData(data), pref, permanent,
-           rootHint);
-  } catch (const std::exception& e) {
-    ReportException(ctx.errors, "modDNS CacheAdd", e);
-  }
+  InternAndAdd(ctx, name, rtype, ttl, data, pref, permanent, rootHint);
 }
 
 void CacheAddPending(StoreContext& ctx, const PendingRecord& record) {

@@ -107,17 +107,8 @@ RecordList::iterator RecordList::Link(clDNSRecord&& record) {
   r.next_ = kNone;
   (tail_ == kNone ? head_ : At(tail_).next_) = slot;
   tail_ = slot;
-
-  // The name's records form a ring that its node holds by the last one.
   Node* name = r.Name.node();
-  if (name->tail == kNone) {
-    r.nextSame_ = slot;
-  } else {
-    clDNSRecord& last = At(name->tail);
-    r.nextSame_ = last.nextSame_;
-    last.nextSame_ = slot;
-  }
-  name->tail = slot;
+  JoinName(slot);
   if (name->sizeAndFlags & Node::kIndexed) index_.Insert(KeyHash(name, r.RecType, r.Data), slot);
   CountNegative(r, +1);
   ++size_;
@@ -127,10 +118,32 @@ RecordList::iterator RecordList::Link(clDNSRecord&& record) {
   return it;
 }
 
-void RecordList::Unlink(uint32_t slot, uint32_t previousSameName) {
+void RecordList::JoinName(uint32_t slot) {
+  // The name's records form a ring that its node holds by the last one.
+  clDNSRecord& r = At(slot);
+  Node* name = r.Name.node();
+  if (name->tail == kNone) {
+    r.nextSame_ = slot;
+  } else {
+    clDNSRecord& last = At(name->tail);
+    r.nextSame_ = last.nextSame_;
+    last.nextSame_ = slot;
+  }
+  name->tail = slot;
+}
+
+void RecordList::LeaveList(uint32_t slot) {
   clDNSRecord& r = At(slot);
   (r.prev_ == kNone ? head_ : At(r.prev_).next_) = r.next_;
   (r.next_ == kNone ? tail_ : At(r.next_).prev_) = r.prev_;
+  Node* name = r.Name.node();
+  if (name->sizeAndFlags & Node::kIndexed) index_.Remove(KeyHash(name, r.RecType, r.Data), slot);
+  CountNegative(r, -1);
+}
+
+void RecordList::Unlink(uint32_t slot, uint32_t previousSameName) {
+  LeaveList(slot);
+  clDNSRecord& r = At(slot);
   Node* name = r.Name.node();
   if (previousSameName == slot) {
     name->tail = kNone;
@@ -138,8 +151,6 @@ void RecordList::Unlink(uint32_t slot, uint32_t previousSameName) {
     At(previousSameName).nextSame_ = r.nextSame_;
     if (name->tail == slot) name->tail = previousSameName;
   }
-  if (name->sizeAndFlags & Node::kIndexed) index_.Remove(KeyHash(name, r.RecType, r.Data), slot);
-  CountNegative(r, -1);
   if (IsZoneRecord(r)) {
     auto found = std::find(zoneRecords_.begin(), zoneRecords_.end(), iterator{this, slot});
     if (found != zoneRecords_.end()) zoneRecords_.erase(found);
@@ -172,24 +183,13 @@ void RecordList::EraseIf(const std::function<bool(const clDNSRecord&)>& remove) 
   pool_.ForEach([](Node* name) { name->tail = kNone; });
   zoneRecords_.clear();
   for (uint32_t slot = head_; slot != kNone;) {
-    clDNSRecord& r = At(slot);
+    const clDNSRecord& r = At(slot);
     const uint32_t next = r.next_;
-    Node* name = r.Name.node();
     if (remove(r)) {
-      (r.prev_ == kNone ? head_ : At(r.prev_).next_) = r.next_;
-      (r.next_ == kNone ? tail_ : At(r.next_).prev_) = r.prev_;
-      if (name->sizeAndFlags & Node::kIndexed) index_.Remove(KeyHash(name, r.RecType, r.Data), slot);
-      CountNegative(r, -1);
+      LeaveList(slot);
       Release(slot);
     } else {
-      if (name->tail == kNone) {
-        r.nextSame_ = slot;
-      } else {
-        clDNSRecord& last = At(name->tail);
-        r.nextSame_ = last.nextSame_;
-        last.nextSame_ = slot;
-      }
-      name->tail = slot;
+      JoinName(slot);
       if (IsZoneRecord(r)) zoneRecords_.push_back({this, slot});
     }
     slot = next;

@@ -187,6 +187,13 @@ class RecordList {
   static uint32_t KeyHash(const Node* name, int type, std::string_view data);
   // Links a record whose name and data are this list's own.
   iterator Link(clDNSRecord&& record);
+  // Appends the record in `slot` to its name's ring.
+  void JoinName(uint32_t slot);
+  // Takes the record in `slot` out of the list's order, the index and the
+  // counts; its name's ring is the caller's.
+  void LeaveList(uint32_t slot);
+  // Takes the record out altogether; `previousSameName` is the one before it
+  // in its name's ring (itself when it is alone there).
   void Unlink(uint32_t slot, uint32_t previousSameName);
   void Release(uint32_t slot);
   void IndexName(Node* name);

@@ -8,7 +8,7 @@ packages=(
   cmake ninja-build g++ make qt6-base-dev libgtest-dev libgmock-dev libbenchmark-dev
   # test peers and tools
   bind9-dnsutils dnsperf iproute2 nsd dnsmasq-base dns-root-data python3
-  udhcpc isc-dhcp-client kea-admin procps
+  udhcpc isc-dhcp-client kea-admin procps util-linux mount
   # DHCP rate benchmark peer
   kea-dhcp4-server
 )

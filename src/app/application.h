@@ -17,6 +17,7 @@
 #include "app/load_progress.h"
 #include "app/log.h"
 #include "app/prompts.h"
+#include "app/query_sockets.h"
 #include "app/support_report.h"
 #include "app/udp_socket.h"
 #include "dhcp/dhcp_server.h"
@@ -34,11 +35,16 @@ struct Settings {
   std::FILE* echo = nullptr;  // every log line is also printed here (headless)
   // This machine's addresses; unset: read from the interfaces at start-up.
   std::optional<std::vector<std::string>> localIPs;
+  // Their networks (recursion is offered to them); unset: read with them.
+  std::optional<std::vector<modIP::Network>> localNetworks;
   const Clock* clock = nullptr;  // null: the system clock
+  // No windows: a DNS service that cannot start shows no box (the program
+  // ends on DnsServiceFailed instead).
+  bool headless = false;
 };
 
 // Why the program closes; decides the log line.
-enum class CloseReason { kUser, kSessionEnded, kTerminationSignal, kOther };
+enum class CloseReason { kUser, kSessionEnded, kTerminationSignal, kFailedStart, kOther };
 
 class Application : public QObject {
   Q_OBJECT
@@ -76,14 +82,21 @@ class Application : public QObject {
   // file stays as it was, and nothing else changes.
   bool ApplyOptions(const Options& options);
   // Logs the reason and tears down: cache file, lease file, sockets, log file.
-  void Close(CloseReason reason);
+  // False when the cache or the lease file could not be saved (also on a
+  // second call).
+  bool Close(CloseReason reason);
 
   bool ServerStarted() const { return serverStarted_; }
+  // The program closed (also during the start's loading).
   bool Closed() const { return closed_; }
-  // Lines the loaders skipped or cut (each one logged) in the start sequence,
-  // or in the latest ReloadConfiguration: korvane.ini, the record files, the
-  // hosts file, perm.dat, the cache file and the lease file.
+  // Lines the loaders skipped or cut (each one logged), and root hints that
+  // are needed and could not be read, in the start sequence or in the latest
+  // ReloadConfiguration: korvane.ini, the record files, the hosts file,
+  // perm.dat, the cache file and the lease file.
   int LoadWarnings() const { return loadWarnings_; }
+  // Why the last DNS bind failed, in the operator's words ("" after one that
+  // worked); the windowed bind-failure box carries it.
+  const std::string& DnsBindFailure() const { return dnsBindFailure_; }
   // "&Pause Server" while running, "&Start Server" while paused.
   const std::string& StartStopCaption() const { return startStopCaption_; }
 
@@ -103,6 +116,9 @@ class Application : public QObject {
   void SetProgressSink(ProgressSink* progress) { progress_.SetDisplay(progress); }
   // Boxes that must wait until the running handler has returned.
   PromptQueue& prompts() { return prompts_; }
+  // The operator's message boxes and text editor, for the windows' own prompts.
+  MessageBoxes& boxes() { return boxes_; }
+  TextEditor& editor() { return editor_; }
 
   // The once-a-second duty: the lease file's coalesced save (a failing one
   // is retried, and reported, once a minute), the lease that runs out, and
@@ -120,8 +136,13 @@ class Application : public QObject {
   void OptionsChanged();
   // The records were read again (Reload, ApplyOptions).
   void RecordsReloaded();
+  // The DNS socket could not be bound (after its log lines and box);
+  // `reason` is DnsBindFailure().
+  void DnsServiceFailed(const QString& reason);
 
  private:
+  // The log lines, box and signal of a DNS bind that failed with `error`.
+  void DnsBindFailed(const SendError& error);
   void BindDhcpSockets();
   // The socket index whose address a DHCP datagram read on socket k was sent to.
   int DhcpIndexFor(int k, const Datagram& datagram) const;
@@ -132,12 +153,15 @@ class Application : public QObject {
   // Announces the active lease that has run out; finds the next one.
   void WatchLeaseExpiry();
   void ReportFault(const char* tag, const std::exception& error);
-  // LoadPerm with its progress shown; on a reload that took effect, the
-  // "Records reloaded" line. A reload asked for meanwhile runs after it.
-  modDNS::LoadResult LoadRecords(bool reload);
+  // LoadPerm with its progress shown; when it took effect, the "Records
+  // reloaded" line. A reload asked for meanwhile runs after it.
+  modDNS::LoadResult ReloadRecords();
+  // Queues the reload asked for while the files loaded.
+  void RunPendingReload();
 
   Settings settings_;
   MessageBoxes& boxes_;
+  TextEditor& editor_;
   SystemClock systemClock_;
   const Clock& clock_;
   EventLoopPrompts prompts_;
@@ -151,7 +175,8 @@ class Application : public QObject {
   StoreContext store_;
 
   UdpSocket WSDNS_;
-  UdpSocket WSDNS2_;
+  // Before the engine: the engine's requests hold channels of it.
+  QuerySockets WSDNS2_;
   // WSDHCP(1..n); element 0 is never bound.
   std::vector<std::unique_ptr<UdpSocket>> WSDHCP_;
 
@@ -176,6 +201,8 @@ class Application : public QObject {
   bool cacheLoaded_ = false;
   bool leasesLoaded_ = false;
   int loadWarnings_ = 0;
+  bool saveFailed_ = false;
+  std::string dnsBindFailure_;
   std::string startStopCaption_ = "&Start Server";
 };
 

@@ -1,9 +1,10 @@
 #include "app/options_file.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
-#include <sstream>
 #include <string_view>
 
 #include "store/files.h"
@@ -11,6 +12,7 @@
 #include "wire/text.h"
 #include "wire/clean_name.h"
 #include "wire/ip.h"
+#include "wire/ip_network.h"
 
 namespace korvane {
 
@@ -19,6 +21,24 @@ namespace modMain {
 namespace {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// "a.b.c.d/n" entries (or "any") separated by blanks or commas, each
+// normalised; an entry that is neither is left out and returned.
+std::vector<std::string> AddNetworks(const std::string& value, std::vector<std::string>& networks) {
+  std::string list = value;
+  for (char& c : list)
+    if (c == ',' || c == '\t') c = ' ';
+  std::vector<std::string> leftOut;
+  for (const std::string& word : text::SplitWords(list)) {
+    std::optional<modIP::Network> network = modIP::ParseNetwork(word);
+    std::string entry = text::Upper(word) == "ANY" ? "any" : network ? network->Text() : "";
+    if (entry.empty())
+      leftOut.push_back(word);
+    else if (std::find(networks.begin(), networks.end(), entry) == networks.end())
+      networks.push_back(entry);
+  }
+  return leftOut;
+}
 
 }  // namespace
 
@@ -79,6 +99,11 @@ class SettingReport {
       report_.Cut(line_, setting_ + " is not an IPv4 address, read as " + address);
     return address;
   }
+  // The networks of a list as read.
+  void Networks(const std::string& value, std::vector<std::string>& networks) {
+    for (const std::string& word : AddNetworks(value, networks))
+      report_.Cut(line_, word + " is not a network (a.b.c.d/n or any), left out");
+  }
 
  private:
   FileReport& report_;
@@ -120,6 +145,15 @@ bool ApplySetting(const std::string& key, const std::string& value, const std::s
   } else if (key == "NS") {
     std::string server = setting.Address(value, "server left out");
     if (!server.empty()) options.NS.push_back(server);
+  } else if (key == "CACHESIZE") {
+    setting.Number();
+    options.CACHESIZE = LeadingNumber(value);
+  } else if (key == "RECURSIONFROM") {
+    setting.Networks(raw, options.RECURSIONFROM);
+  } else if (key == "FORWARDPRIVATEREVERSE") {
+    options.FORWARDPRIVATEREVERSE = setting.Switch(value);
+  } else if (key == "FORWARDBARENAMES") {
+    options.FORWARDBARENAMES = setting.Switch(value);
   } else {
     return false;
   }
@@ -132,7 +166,9 @@ int LoadOptions(const std::string& path, Options& options, ErrorReporter& errors
   options = Options{};
   std::optional<std::string> content = ReadWholeFile(path);
   if (!content) {
-    errors.Report("modMain LoadOptions", "", ErrorNumber::kFileNotFound, "File not found");
+    const ErrorInfo why = errno == ENOENT ? ErrorInfo{ErrorNumber::kFileNotFound, "File not found"}
+                                          : ErrorOfErrno(errno);
+    errors.Report("modMain LoadOptions", path, why.number, why.description);
     return 0;
   }
   NullLog none;
@@ -169,6 +205,16 @@ std::string OptionsFileText(const Options& options) {
   if (options.CACHETTL > 0) line("CacheTTL: " + std::to_string(options.CACHETTL));
   if (options.RECURSIONOUT) line("RecursionOut: YES");
   for (const std::string& server : options.NS) line("NS: " + server);
+  if (options.CACHESIZE != Options::kDefaultCacheSize)
+    line("CacheSize: " + std::to_string(options.CACHESIZE));
+  if (!options.RECURSIONFROM.empty()) {
+    std::string networks;
+    for (const std::string& network : options.RECURSIONFROM)
+      networks += (networks.empty() ? "" : " ") + network;
+    line("RecursionFrom: " + networks);
+  }
+  if (options.FORWARDPRIVATEREVERSE) line("ForwardPrivateReverse: YES");
+  if (options.FORWARDBARENAMES) line("ForwardBareNames: YES");
   return text;
 }
 

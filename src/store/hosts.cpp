@@ -160,7 +160,8 @@ void ReadHostsFile(StoreContext& ctx, StagedLoad& into) {
 void ReadPermDat(StoreContext& ctx, StagedLoad& into) {
   std::optional<std::string> content = ReadWholeFile(ctx.PathOf("perm.dat"));
   if (!content) {
-    ctx.errors.Report("modDNS LoadPermOld", "", ErrorNumber::kFileNotFound, "File not found");
+    ctx.errors.Report("modDNS LoadPermOld", ctx.PathOf("perm.dat"), ErrorNumber::kFileNotFound,
+                      "File not found");
     return;
   }
   FileReport report(ctx.log, "perm.dat", &ctx.warnings);

@@ -53,6 +53,9 @@ struct RecordFileStage {
   void Take(const RecordLine& record, std::size_t number) {
     if (record.type == "DHCP") return TakePool(record, number);
     const int type = RecTypeOfKey(record.type);
+    // The published root hints list IPv6 addresses too; queries leave over
+    // IPv4 only, so those lines are no news.
+    if (type == 0 && rootHints && record.type == "AAAA") return;
     if (type == 0) return report.Skipped(number, WhyUnknown(record));
     RecordList& list = ctx.records;
     SharedText owner = list.InternName(record.owner);
@@ -72,8 +75,8 @@ struct RecordFileStage {
     if (!permanent) return report.Skipped(number, "DHCP pool in learnt data");
     clDHCPif pool;
     if (!PoolOf(ctx, record, pool))
-      return report.Skipped(number, "DHCP pool " + pool.ScopeFrom + "-" + pool.ScopeTo +
-                                        " lies in no network of this machine");
+      return report.Lost(number, 1, "DHCP pool " + pool.ScopeFrom + " - " + pool.ScopeTo +
+                                        " is on no local interface, pool skipped");
     into.pools.push_back(std::move(pool));
     report.TookOther();
   }
@@ -176,11 +179,8 @@ bool LoadFile(StoreContext& ctx, const std::string& path, bool permanent, bool r
 
 namespace {
 
-// `counts`: the file matters to how this server works, so its loss is a
-// warning (without forwarders the root hints are needed).
-void NoteUnreadable(StoreContext& ctx, const std::string& label, const FileRead& read, bool counts) {
-  FileReport(ctx.log, label, counts ? &ctx.warnings : nullptr)
-      .Note("cannot be read (" + ErrorOfErrno(read.error).description + ")");
+void NoteUnreadable(StoreContext& ctx, const std::string& label, const FileRead& read) {
+  FileReport(ctx.log, label, &ctx.warnings).Note("cannot be read (" + ErrorOfErrno(read.error).description + ")");
 }
 
 // The records in force stay when a reload cannot use named.perm.
@@ -209,11 +209,16 @@ LoadResult LoadPerm(StoreContext& ctx) {
     StagedLoad staged;
     ctx.log.AddLine("Loading root DNS server records...");
     const FileRead root = StageRecordFile(ctx, ctx.PathOf("named.root"), "named.root", true, true, staged);
-    if (!root.read) NoteUnreadable(ctx, "named.root", root, !ctx.options.RECURSIONOUT);
+    if (!root.read) {
+      // Whether the hints are missed depends on the options: the caller counts it.
+      result.rootHintsUnread = true;
+      ctx.log.AddLine("Root server file " + ctx.PathOf("named.root") +
+                      " could not be read: " + ErrorOfErrno(root.error).description + ".");
+    }
     if (!staged.stopped) {
       ctx.log.AddLine("Loading permanent records...");
       const FileRead perm = StageRecordFile(ctx, ctx.PathOf("named.perm"), "named.perm", true, false, staged);
-      if (!perm.read) NoteUnreadable(ctx, "named.perm", perm, true);
+      if (!perm.read) NoteUnreadable(ctx, "named.perm", perm);
       if (!staged.stopped && KeepsRecordsInForce(ctx, perm)) {
         result.kept = true;
       } else if (!staged.stopped) {

@@ -42,6 +42,7 @@ RecordList& RecordList::operator=(RecordList&& other) noexcept {
   head_ = std::exchange(other.head_, kNone);
   tail_ = std::exchange(other.tail_, kNone);
   size_ = std::exchange(other.size_, 0);
+  cached_ = std::exchange(other.cached_, 0);
   pool_ = std::move(other.pool_);
   index_ = std::move(other.index_);
   negatives_ = std::move(other.negatives_);
@@ -69,6 +70,7 @@ void RecordList::Clear() {
   slotsUsed_ = 0;
   freeSlots_ = head_ = tail_ = kNone;
   size_ = 0;
+  cached_ = 0;
   index_.Clear();
   negatives_.clear();
   zoneRecords_.clear();
@@ -112,6 +114,7 @@ RecordList::iterator RecordList::Link(clDNSRecord&& record) {
   if (name->sizeAndFlags & Node::kIndexed) index_.Insert(KeyHash(name, r.RecType, r.Data), slot);
   CountNegative(r, +1);
   ++size_;
+  if (!r.Permanent) ++cached_;
   iterator it{this, slot};
   if (IsZoneRecord(r)) zoneRecords_.push_back(it);
   if (!r.Permanent && r.TimeOut(0) < earliestExpiry_) earliestExpiry_ = r.TimeOut(0);
@@ -139,6 +142,7 @@ void RecordList::LeaveList(uint32_t slot) {
   Node* name = r.Name.node();
   if (name->sizeAndFlags & Node::kIndexed) index_.Remove(KeyHash(name, r.RecType, r.Data), slot);
   CountNegative(r, -1);
+  if (!r.Permanent) --cached_;
 }
 
 void RecordList::Unlink(uint32_t slot, uint32_t previousSameName) {

@@ -120,6 +120,8 @@ class RecordList {
   const_iterator begin() const { return {this, head_}; }
   const_iterator end() const { return {this, kNone}; }
   std::size_t size() const { return size_; }
+  // The records that are not permanent.
+  std::size_t CachedCount() const { return cached_; }
   bool empty() const { return size_ == 0; }
 
   // Appends at the end of the list.
@@ -206,6 +208,7 @@ class RecordList {
   uint32_t freeSlots_ = kNone;
   uint32_t head_ = kNone, tail_ = kNone;
   std::size_t size_ = 0;
+  std::size_t cached_ = 0;
   TextPool pool_;
   RecordIndex index_;
   std::unordered_map<NegativeKey, uint32_t, NegativeHash> negatives_;  // records of type 1000 and up

@@ -61,8 +61,12 @@ TEST_F(HostsAnswers, EveryNameAliasAndAddressIsAnsweredAsItsLineSays) {
   // order, as many as a reply carries.
   const Strs shared = AnswerOf("0.0.0.0.in-addr.arpa.", 12);
   ASSERT_EQ(shared.size(), DnsEngine::kMaxReplyRecords);
-  for (std::size_t k = 0, i = 0; k < shared.size(); ++i)
-    if (!Local(static_cast<int>(i))) ASSERT_EQ(shared[k++], Host(static_cast<int>(i))) << k;
+  for (std::size_t k = 0, i = 0; k < shared.size(); ++i) {
+    if (!Local(static_cast<int>(i))) {
+      ASSERT_EQ(shared[k], Host(static_cast<int>(i))) << k;
+      ++k;
+    }
+  }
   EXPECT_TRUE(errors.errors.empty());
 }
 

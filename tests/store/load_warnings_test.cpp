@@ -48,7 +48,7 @@ TEST(LoadWarnings, RecordFile) {
         "named.perm: 2 records, 2 lines cut"}},
       {"a DHCP pool on no network of this machine",
        "p. DHCP 172.16.0.10 172.16.0.20 255.255.255.0 0.0.0.0\nq. DHCP 10.0.0.50 10.0.0.60 255.0.0.0 0.0.0.0\n",
-       {"named.perm:1: DHCP pool 172.16.0.10-172.16.0.20 lies in no network of this machine, line skipped",
+       {"named.perm:1: DHCP pool 172.16.0.10 - 172.16.0.20 is on no local interface, pool skipped",
         "named.perm: 0 records, 1 DHCP pool, 1 line skipped"}}};
   for (const WarningCase& c : cases) {
     StoreWorld w;
@@ -76,6 +76,15 @@ TEST(LoadWarnings, CacheFileIsQuietAboutWhatItsWriterLeavesOut) {
     ASSERT_TRUE(modDNS::LoadFile(w.ctx, w.dir.File("named.cache"), false, false)) << c.title;
     EXPECT_EQ(w.log.lines, c.log) << c.title;
   }
+}
+
+TEST(LoadWarnings, RootHintsPassOverIPv6AddressesQuietly) {
+  StoreWorld w;
+  w.dir.Write("named.root", ".  3600000 NS a.root.test.\na.root.test. 3600000 A 198.41.0.4\n"
+                            "a.root.test. 3600000 AAAA 2001:503:ba3e::2:30\na.root.test. 60 AA n.\n");
+  ASSERT_TRUE(modDNS::LoadFile(w.ctx, w.dir.File("named.root"), true, true));
+  EXPECT_EQ(w.log.lines,
+            (Lines{"named.root:4: unknown type AA, line skipped", "named.root: 2 records, 1 line skipped"}));
 }
 
 TEST(LoadWarnings, HostsFile) {

@@ -177,7 +177,8 @@ TEST(LoadPerm, WithoutRecordFileImportsPermDat) {
   modDNS::LoadPerm(w.ctx);
   EXPECT_EQ(w.Dump(), Lines{"example.com. 2 86400 ns.example.com. 0 P"});
   EXPECT_EQ(w.log.lines, (Lines{"Loading root DNS server records...",
-                                "named.root: cannot be read (No such file or directory)",
+                                "Root server file " + w.dir.File("named.root") +
+                                    " could not be read: No such file or directory.",
                                 "Loading permanent records...",
                                 "named.perm: cannot be read (No such file or directory)", "perm.dat: 1 record"}));
 }

@@ -4,6 +4,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <arpa/inet.h>
+#include <malloc.h>
 
 #include <cerrno>
 #include <chrono>
@@ -123,6 +124,7 @@ void Application::Start() {
   leasesLoaded_ = load.leasesLoaded;
   loadWarnings_ = load.warnings + (load.rootHintsUnread && RootHintsNeeded(options_) ? 1 : 0);
   if (closed_) return;
+  GiveBackLoadMemory();
   RunPendingReload();
   modDNS::TrimCache(store_);
   // Said now, not only when the saves at the close fail.
@@ -136,10 +138,17 @@ modDNS::LoadResult Application::ReloadRecords() {
   loading_ = true;
   modDNS::LoadResult result = modDNS::LoadPerm(store_);
   loading_ = false;
+  GiveBackLoadMemory();
   if (!result.kept && !result.stopped)
     log_.AddLine("Records reloaded: " + CountOf(result.permanentRecords, "record") + ".");
   RunPendingReload();
   return result;
+}
+
+void Application::GiveBackLoadMemory() {
+  // What the load staged, and the indexes it built, went back to the heap;
+  // the heap keeps it unless asked.
+  malloc_trim(0);
 }
 
 void Application::RunPendingReload() {

@@ -156,6 +156,8 @@ class Application : public QObject {
   // LoadPerm with its progress shown; when it took effect, the "Records
   // reloaded" line. A reload asked for meanwhile runs after it.
   modDNS::LoadResult ReloadRecords();
+  // Returns the free heap pages a load leaves to the system.
+  void GiveBackLoadMemory();
   // Queues the reload asked for while the files loaded.
   void RunPendingReload();
 

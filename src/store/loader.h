@@ -49,7 +49,8 @@ void StageHosts(StoreContext& ctx, StagedLoad& into);
 // perm.dat from the program folder, with the lines LoadPermOld logs.
 void StagePermDat(StoreContext& ctx, StagedLoad& into);
 
-// Adds the staged records in their order through CacheAdd's rules.
+// Adds the staged records in their order through CacheAdd's rules, then
+// lets go of the indexes the adding built.
 void AddStaged(StoreContext& ctx, const StagedLoad& staged);
 // CacheAdd of a record whose name and data are the list's own.
 void CacheAddPending(StoreContext& ctx, const PendingRecord& record);

@@ -161,6 +161,7 @@ FileRead StageRecordFile(StoreContext& ctx, const std::string& path, const std::
 
 void AddStaged(StoreContext& ctx, const StagedLoad& staged) {
   for (const PendingRecord& record : staged.records) CacheAddPending(ctx, record);
+  ctx.records.DropIndexes();
 }
 
 bool LoadFile(StoreContext& ctx, const std::string& path, bool permanent, bool rootHints) {

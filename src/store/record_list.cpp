@@ -215,6 +215,12 @@ void RecordList::IndexName(Node* name) {
   }
 }
 
+void RecordList::DropIndexes() {
+  if (index_.size() == 0) return;
+  pool_.ForEach([](Node* name) { name->sizeAndFlags &= ~Node::kIndexed; });
+  index_.Clear();
+}
+
 RecordList::iterator RecordList::FindRecord(const SharedText& name, int type, const SharedText& data) {
   Node* node = name.node();
   if (!node || node->tail == kNone) return end();

@@ -160,6 +160,10 @@ class RecordList {
   // The first record of this name, type and data in list order; end() when
   // none. `name` must be this list's own (InternName).
   iterator FindRecord(const SharedText& name, int type, const SharedText& data);
+  // Lets go of the indexes of crowded names; a name's index is built again
+  // when FindRecord next walks it. After a bulk load: a blocklist's reverse
+  // name is not searched again until the next load.
+  void DropIndexes();
   // Removes the records of `name` (this list's own) before `stop` (all of
   // them when `stop` is end()) that are a name error, or `type`'s negative
   // entry.

@@ -256,6 +256,8 @@ TEST(RecordListIndex, RandomAddsAndRemovesMatchAFullWalk) {
       } else if (action < 37) {
         w.records.EraseIf([](const clDNSRecord& r) { return r.Permanent; });
         std::erase_if(model, [](const ModelRecord& m) { return m.permanent; });
+      } else if (action < 38) {
+        w.records.DropIndexes();  // as after a load: built again on the next search
       } else if (!w.records.empty()) {
         std::size_t victim = random() % w.records.size();
         w.records.Erase(std::next(w.records.begin(), static_cast<std::ptrdiff_t>(victim)));
@@ -264,6 +266,10 @@ TEST(RecordListIndex, RandomAddsAndRemovesMatchAFullWalk) {
       ExpectIndexesMatchWalk(w.records, mix.names);
 
       ASSERT_EQ(w.records.size(), model.size()) << mix.title << " step " << step;
+      ASSERT_EQ(w.records.CachedCount(), static_cast<std::size_t>(std::count_if(
+                                             model.begin(), model.end(), [](const ModelRecord& m) {
+                                               return !m.permanent;
+                                             })));
       auto m = model.begin();
       for (const clDNSRecord& r : w.records) {
         ASSERT_EQ(r.Name, m->name);

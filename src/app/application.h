@@ -60,6 +60,12 @@ class Application : public QObject {
   // file could not be written: that is reported ("frmOptions cmdOK"), the
   // file stays as it was, and nothing else changes.
   bool ApplyOptions(const Options& options);
+  // What the record editor's save does: writes named.perm from `entries`
+  // (atomically), pauses the server if it runs, reads the records again and
+  // starts the server again if it ran. False when the file could not be
+  // written: that is reported ("modDNS WritePerm"), the old file stays, and
+  // nothing else changes.
+  bool SaveRecords(const std::vector<clPermRec>& entries);
   // Logs the reason and tears down: cache file, lease file, sockets, log file.
   void Close(CloseReason reason);
 
@@ -83,6 +89,8 @@ class Application : public QObject {
   void SetProgressSink(ProgressSink* progress) { store_.progress = progress; }
   // Boxes that must wait until the running handler has returned.
   PromptQueue& prompts() { return prompts_; }
+  // The operator's message boxes, for the windows' own prompts.
+  MessageBoxes& boxes() { return boxes_; }
 
   // The once-a-second duty: the lease file's coalesced save (a failing one
   // is retried, and reported, once a minute), the lease that runs out, and
@@ -98,7 +106,7 @@ class Application : public QObject {
   void LeasesChanged();
   // ApplyOptions took new options.
   void OptionsChanged();
-  // The records were read again (Reload, ApplyOptions).
+  // The records were read again (Reload, ApplyOptions, SaveRecords).
   void RecordsReloaded();
 
  private:
@@ -107,6 +115,8 @@ class Application : public QObject {
   int DhcpIndexFor(int k, const Datagram& datagram) const;
   void CloseServiceSockets();
   void Pause();
+  // Pauses a running server, reads the records again and starts it again.
+  void RestartWithRecords();
   void AnnounceServiceState();
   void NoteLeaseChange();
   // Announces the active lease that has run out; finds the next one.

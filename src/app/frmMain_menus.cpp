@@ -8,6 +8,7 @@
 #include "app/links.h"
 #include "app/log_view.h"
 #include "controls/ColList.h"
+#include "editor/frmPerm.h"
 #include "wire/datetime.h"
 
 namespace korvane {
@@ -82,7 +83,19 @@ void frmMain::mnuAbout() {
 
 void frmMain::ShowOptions() {}
 
-void frmMain::ShowRecordEditor() {}
+void frmMain::ShowRecordEditor() {
+  if (!recordEditor_) {
+    // A window of its own that the main window owns, closed with it.
+    recordEditor_ = new modEditor::frmPerm(app_, this);
+    recordEditor_->setWindowFlag(Qt::Window);
+    recordEditor_->setAttribute(Qt::WA_DeleteOnClose);
+  }
+  recordEditor_->show();
+  recordEditor_->raise();
+  recordEditor_->activateWindow();
+}
+
+modEditor::frmPerm* frmMain::RecordEditor() const { return recordEditor_; }
 
 void frmMain::ShowLookUp() {}
 

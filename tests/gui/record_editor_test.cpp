@@ -13,7 +13,14 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <QProcess>
+
+#include <sys/stat.h>
+
+#include <fstream>
 #include <functional>
+#include <optional>
+#include <sstream>
 
 #include "controls/ctlIP.h"
 #include "controls/ctlTTL.h"
@@ -268,6 +275,100 @@ TEST_F(RecordEditorTest, AFailedSaveSaysSoAndKeepsTheChangesAndTheOldFile) {
   RunEvents();
   ASSERT_GT(boxes.shown.size(), before);
   EXPECT_EQ(boxes.shown.back().text, "Save DNS Records ?");
+}
+
+std::string ExampleFile(const std::string& name) {
+  std::ifstream in(std::string(KORVANE_SOURCE_DIR) + "/examples/office/" + name, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// Runs a command (in this thread's network namespace) while the event loop
+// goes on; its standard output, or nullopt when it failed.
+std::optional<std::string> RunTool(const QString& command) {
+  QProcess process;
+  process.start("sh", {"-c", command});
+  RunEventsUntil([&] { return process.state() == QProcess::NotRunning; });
+  if (process.state() != QProcess::NotRunning) {
+    process.kill();
+    process.waitForFinished();
+  }
+  if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) return std::nullopt;
+  return process.readAllStandardOutput().toStdString();
+}
+
+// The example folder's server in a network of its own with a client
+// namespace behind a veth pair; the editor adds a host, an alias, a mail
+// server and a pool there, saves, and dig and udhcpc get their answers.
+TEST_F(RecordEditorTest, EndToEndTheSavedRecordsAnswerDigAndThePoolLeasesToUdhcpc) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root for network namespaces and the DHCP port";
+  for (const char* tool : {"dig", "udhcpc", "ip"})
+    if (!RunTool(QString("command -v ") + tool)) GTEST_SKIP() << tool << " is not installed";
+  PrivateNetwork network({});
+  ASSERT_TRUE(network.ok());
+  const QString id = QString::number(getpid());
+  const QString client = "kvcli" + id, serverSide = "kvs" + id, clientSide = "kvc" + id;
+  ASSERT_TRUE(RunTool("ip netns add " + client + " && ip link add " + serverSide + " type veth peer name " +
+                      clientSide + " && ip link set " + clientSide + " netns " + client + " && ip addr add " +
+                      "10.77.0.1/24 dev " + serverSide + " && ip link set " + serverSide + " up && ip -n " +
+                      client + " link set lo up && ip -n " + client + " link set " + clientSide + " up"));
+  struct Cleanup {
+    QString ns;
+    ~Cleanup() { RunTool("ip netns del " + ns); }
+  } cleanup{client};
+
+  dir.Write("named.root", ExampleFile("named.root"));
+  settings.localIPs = std::vector<std::string>{"10.77.0.1"};
+  settings.dhcpPort = 67;
+  Open(ExampleFile("korvane.ini"), ExampleFile("named.perm"));
+  window->ShowRecordEditor();
+  RunEvents();
+  frmPerm* editor = window->RecordEditor();
+  OpenDomain(editor, "office.example");
+  const auto add = [&](const char* command, const std::function<void(frmPRDialog*)>& fill) {
+    Trigger(editor, command);
+    fill(editor->ActiveDialog());
+    QTest::mouseClick(editor->ActiveDialog()->cmdOK(), Qt::LeftButton);
+    RunEvents();
+  };
+  add("mnuNewHost", [](frmPRDialog* d) {
+    Type(static_cast<modEditor::frmPRHost*>(d)->txtName(), "laptop");
+    static_cast<modEditor::frmPRHost*>(d)->txtData()->SetValue("192.0.2.99");
+  });
+  add("mnuNewCNAME", [](frmPRDialog* d) {
+    Type(static_cast<modEditor::frmPRCNAME*>(d)->txtName(), "portable");
+    Type(static_cast<modEditor::frmPRCNAME*>(d)->txtData(), "laptop.office.example");
+  });
+  add("mnuNewMX", [](frmPRDialog* d) {
+    Type(static_cast<modEditor::frmPRMX*>(d)->txtData(), "backup-mail.office.example");
+    static_cast<modEditor::frmPRMX*>(d)->txtPref()->setValue(30);
+  });
+  add("mnuNewDHCP", [](frmPRDialog* d) {
+    auto* pool = static_cast<modDHCP::frmPRDHCP*>(d);
+    pool->txtIP(0)->SetValue("10.77.0.100");
+    pool->txtIP(1)->SetValue("10.77.0.150");
+    pool->txtIP(2)->SetValue("255.255.255.0");
+  });
+  ASSERT_TRUE(boxes.shown.empty()) << boxes.Texts().front();
+  Trigger(editor, "mnuSave");
+  EXPECT_TRUE(Logged("DHCP service started on 10.77.0.1"));
+
+  const QString dig = "dig @127.0.0.1 -p " + QString::number(app->DnsPort()) + " +short +tries=1 ";
+  EXPECT_EQ(RunTool(dig + "laptop.office.example A"), "192.0.2.99\n");
+  EXPECT_EQ(RunTool(dig + "portable.office.example CNAME"), "laptop.office.example.\n");
+  const std::optional<std::string> mx = RunTool(dig + "office.example MX");
+  ASSERT_TRUE(mx);
+  EXPECT_NE(mx->find("30 backup-mail.office.example."), std::string::npos) << *mx;
+
+  dir.Write("udhcpc.sh", "#!/bin/sh\n[ \"$1\" = bound ] && echo \"$ip\" > " + dir.File("leased") + "\nexit 0\n");
+  chmod(dir.File("udhcpc.sh").c_str(), 0755);
+  EXPECT_TRUE(RunTool("ip netns exec " + client + " udhcpc -i " + clientSide + " -n -q -f -t 3 -T 1 -s " +
+                      QString::fromStdString(dir.File("udhcpc.sh"))));
+  const std::string leased = dir.Read("leased");
+  EXPECT_TRUE(leased.starts_with("10.77.0.1") && leased.size() == std::string("10.77.0.1xx\n").size()) << leased;
+  window.reset();
+  app.reset();  // the sockets leave the namespace before it goes
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <QEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QTimer>
 
 #include "controls/ctlTTL.h"
 
@@ -46,7 +47,12 @@ frmPRDom::frmPRDom(EditorContext& editor, int editing, const DomainForm& start, 
   txtEMail_->installEventFilter(this);
   connect(comAuth_, &QComboBox::currentIndexChanged, this, &frmPRDom::AuthorityChanged);
   txtName_->setFocus();
-  txtName_->setCursorPosition(0);
+  // The operator types the new labels in front of a sub-domain's parent:
+  // nothing selected, the cursor first, once the window has the focus.
+  QTimer::singleShot(0, this, [this] {
+    txtName_->deselect();
+    txtName_->setCursorPosition(0);
+  });
 }
 
 void frmPRDom::Show(const DomainForm& form) {

@@ -198,6 +198,12 @@ void frmPerm::OpenDialog(frmPRDialog* dialog) {
   dialog->show();
 }
 
+template <class Dialog>
+void frmPerm::OpenNew() {
+  model_.SetCurItem(0);
+  OpenDialog(new Dialog(context_, 0, this));
+}
+
 void frmPerm::mnuNewDomain() {
   model_.SetCurItem(0);
   OpenDialog(new frmPRDom(context_, 0, NewDomainForm(model_, "", context_.ownName), this));
@@ -208,30 +214,15 @@ void frmPerm::mnuNewSub() {
   OpenDialog(new frmPRDom(context_, 0, NewDomainForm(model_, model_.CurDomain(), context_.ownName), this));
 }
 
-void frmPerm::mnuNewHost() {
-  model_.SetCurItem(0);
-  OpenDialog(new frmPRHost(context_, 0, this));
-}
+void frmPerm::mnuNewHost() { OpenNew<frmPRHost>(); }
 
-void frmPerm::mnuNewNS() {
-  model_.SetCurItem(0);
-  OpenDialog(new frmPRNS(context_, 0, this));
-}
+void frmPerm::mnuNewNS() { OpenNew<frmPRNS>(); }
 
-void frmPerm::mnuNewCNAME() {
-  model_.SetCurItem(0);
-  OpenDialog(new frmPRCNAME(context_, 0, this));
-}
+void frmPerm::mnuNewCNAME() { OpenNew<frmPRCNAME>(); }
 
-void frmPerm::mnuNewMX() {
-  model_.SetCurItem(0);
-  OpenDialog(new frmPRMX(context_, 0, this));
-}
+void frmPerm::mnuNewMX() { OpenNew<frmPRMX>(); }
 
-void frmPerm::mnuNewDHCP() {
-  model_.SetCurItem(0);
-  OpenDialog(new modDHCP::frmPRDHCP(context_, 0, this));
-}
+void frmPerm::mnuNewDHCP() { OpenNew<modDHCP::frmPRDHCP>(); }
 
 void frmPerm::mnuOpen() {
   const clPermRec* selected = model_.Entry(SelectedId());

@@ -62,6 +62,9 @@ class frmPerm : public QMainWindow {
   void DomainChosen(int index);
   void UpdateCommands();
   void OpenDialog(frmPRDialog* dialog);
+  // A record dialog for a new entry.
+  template <class Dialog>
+  void OpenNew();
   // Runs a command; what it throws goes to the error reporter under `tag`.
   void Run(const char* tag, void (frmPerm::*handler)());
 

@@ -94,8 +94,8 @@ struct DialogCase {
   std::string row;
 };
 
-TEST_F(RecordEditorTest, EachDialogRefusesThenAddsItsRow) {
-  const DialogCase cases[] = {
+const std::vector<DialogCase>& DialogCases() {
+  static const std::vector<DialogCase> cases = {
       {"mnuNewHost", [](frmPRDialog* d) { Type(static_cast<modEditor::frmPRHost*>(d)->txtName(), "pc1"); },
        "Invalid IP Address!",
        [](frmPRDialog* d) {
@@ -138,10 +138,14 @@ TEST_F(RecordEditorTest, EachDialogRefusesThenAddsItsRow) {
        },
        "DHCP||10.88.0.100 - 10.88.0.150"},
   };
+  return cases;
+}
+
+TEST_F(RecordEditorTest, EachDialogRefusesThenAddsItsRow) {
   frmPerm* editor = OpenEditor();
   ASSERT_TRUE(editor);
   OpenDomain(editor, "office.example");
-  for (const DialogCase& c : cases) {
+  for (const DialogCase& c : DialogCases()) {
     SCOPED_TRACE(c.command);
     boxes.shown.clear();
     Trigger(editor, c.command);

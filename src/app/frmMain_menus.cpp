@@ -8,6 +8,7 @@
 #include "app/links.h"
 #include "app/log_view.h"
 #include "controls/ColList.h"
+#include "tools/frmQuery.h"
 #include "wire/datetime.h"
 
 namespace korvane {
@@ -84,7 +85,12 @@ void frmMain::ShowOptions() {}
 
 void frmMain::ShowRecordEditor() {}
 
-void frmMain::ShowLookUp() {}
+void frmMain::ShowLookUp() {
+  if (!lookUp_) lookUp_ = new modQuery::frmQuery(app_, this);
+  lookUp_->show();
+  lookUp_->raise();
+  lookUp_->activateWindow();
+}
 
 void frmMain::DHCPRefresh() {
   // The selection follows its client through the redraw.

@@ -26,6 +26,8 @@ class clDNSRecord {
   // Loaded from the root server file: a hint that never makes this server
   // authoritative.
   bool RootHint = false;
+  // Where it came from: RecordOrigin (store/record_origin.h).
+  uint16_t Origin = 0;
 
   // Permanent: the stored TTL. Cached: seconds left until expiry, rounded
   // half to even; negative once expired.

@@ -3,8 +3,9 @@
 # display (Xvfb) on a copy of the example folder, asks it a few DNS
 # questions, gets it a DHCP lease (as root: a real udhcpc client in a network
 # namespace; otherwise a lease written into dhcp.dat before the start), and
-# saves PNGs of the main window (log view, lease view, a menu), About and the
-# options dialog (when the program has one) into docs/screenshots/.
+# saves PNGs of the main window (log view, lease view, a menu), About, the
+# options dialog (when the program has one) and the look-up tool with an
+# answer into docs/screenshots/.
 #
 #   scripts/screenshots.sh [build folder, default build]
 set -u
@@ -88,6 +89,19 @@ if [ -n "$OPTIONS" ]; then
     xdotool key --window "$OPTIONS" Escape
 else
     echo "no options dialog in this build: options.png not taken"
+fi
+
+key alt+t d
+LOOKUP=$(window_named '^Korvane - DNS Look Up$')
+if [ -n "$LOOKUP" ]; then
+    xdotool windowfocus --sync "$LOOKUP" 2>/dev/null
+    xdotool type --window "$LOOKUP" --delay 20 "intranet.office.example"
+    xdotool key --window "$LOOKUP" Return
+    sleep 1
+    shot "$LOOKUP" lookup.png
+    xdotool key --window "$LOOKUP" alt+x
+else
+    echo "no look-up window in this build: lookup.png not taken"
 fi
 
 kv_stop_korvane "$KPID"

@@ -75,8 +75,9 @@ bool clDNSRequest::ExtResolve() {
     LastQID = host_.NextQueryId();
     TimeOut = now + 2;
     lastServer_ = server.Address;
+    lastServerName_ = server.Name;
     awaitingReply_ = true;
-    ++queries_;
+    if (queries_++ == 0) firstQueryAt_ = now;
     SendQuery(server);
     host_.EnableTimer();
     return true;

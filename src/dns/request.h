@@ -137,6 +137,8 @@ class clDNSRequest {
   void AppendRecord(std::string& message, const clDNSRecord& record, int section, DateTime now);
   void AddReferral();
   std::string BuildAnswer(DateTime now);
+  // Notes where each answer record came from.
+  void NoteSources(AnsweredRequest& noted, DateTime now) const;
   void SendQuery(const clNServ& server);
 
   RequestHost& host_;
@@ -154,6 +156,8 @@ class clDNSRequest {
   // External resolution state.
   std::vector<clNServ> nservs_;
   std::string lastServer_;       // address the last query went to
+  std::string lastServerName_;   // and that server's name
+  DateTime firstQueryAt_ = 0;    // when the first query to another server left
   bool awaitingReply_ = false;   // a query is out and no reply was taken for it
   bool regather_ = true;         // candidates must be gathered afresh
   std::string finalFor_;         // name for which a final reply (answer, NXDOMAIN, NODATA) came

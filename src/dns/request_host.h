@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "store/lease_source.h"
+#include "dns/recent_answers.h"
 #include "store/store.h"
 #include "wire/services.h"
 
@@ -52,6 +53,11 @@ class RequestHost {
   virtual void EnableTimer() = 0;
   // An answer left for a client; a host that keeps no counters ignores it.
   virtual void AnswerSent(AnswerSource /*source*/) {}
+  // Where to note the sources of the answer about to leave to client:port
+  // with `id`; null (the default) while no one wants them.
+  virtual AnsweredRequest* NoteAnswer(const std::string& /*client*/, int /*port*/, int /*id*/) {
+    return nullptr;
+  }
 };
 
 }  // namespace korvane

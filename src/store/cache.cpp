@@ -33,7 +33,8 @@ int RecTypeOfKey(std::string_view key) {
 }
 
 void CacheAdd(StoreContext& ctx, const std::string& name, int rtype, int32_t ttl,
-              const std::string& data, int32_t pref, bool permanent, bool rootHint) {
+              const std::string& data, int32_t pref, bool permanent, bool rootHint,
+              uint16_t origin) {
   try {
     const int16_t type = static_cast<int16_t>(rtype);
     const int32_t minimum = ctx.options.CACHETTL;
@@ -44,7 +45,10 @@ void CacheAdd(StoreContext& ctx, const std::string& name, int rtype, int32_t ttl
     const std::vector<RecordList::iterator> sameName = ctx.records.Named(name);
     for (RecordList::iterator entry : sameName) {
       if (entry->RecType == type && entry->Data == data) {
-        if (effective > entry->TTL(now) && !entry->Permanent) entry->SetTTL(effective, now);
+        if (effective > entry->TTL(now) && !entry->Permanent) {
+          entry->SetTTL(effective, now);
+          entry->Origin = origin;
+        }
         // The same record from the operator's own files is no longer a mere hint.
         if (permanent && !rootHint && entry->Permanent) entry->RootHint = false;
         return;
@@ -62,6 +66,7 @@ void CacheAdd(StoreContext& ctx, const std::string& name, int rtype, int32_t ttl
     record.Data = data;
     record.Pref = pref;
     record.RootHint = rootHint;
+    record.Origin = origin;
     ctx.records.Append(std::move(record));
   } catch (const std::exception& e) {
     ReportException(ctx.errors, "modDNS CacheAdd", e);
@@ -69,10 +74,11 @@ void CacheAdd(StoreContext& ctx, const std::string& name, int rtype, int32_t ttl
 }
 
 void CacheAdd(StoreContext& ctx, const std::string& name, std::string_view rtype, int32_t ttl,
-              const std::string& data, int32_t pref, bool permanent, bool rootHint) {
+              const std::string& data, int32_t pref, bool permanent, bool rootHint,
+              uint16_t origin) {
   int type = RecTypeOfKey(rtype);
   if (type == 0) return;
-  CacheAdd(ctx, name, type, ttl, data, pref, permanent, rootHint);
+  CacheAdd(ctx, name, type, ttl, data, pref, permanent, rootHint, origin);
 }
 
 void CleanCache(StoreContext& ctx) {
@@ -100,6 +106,7 @@ void ClearCache(StoreContext& ctx) {
   for (auto it = ctx.records.begin(); it != ctx.records.end();)
     it = it->Permanent ? std::next(it) : ctx.records.Erase(it);
   ctx.records.SetEarliestExpiry(1e300);
+  ctx.origins.Clear();
   ctx.log.AddLine("Cache cleared by operator");
 }
 

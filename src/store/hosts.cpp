@@ -31,6 +31,7 @@ void LoadHosts(StoreContext& ctx) {
       return;
     }
     const int32_t ttl = ctx.options.HOSTSTTL;
+    constexpr uint16_t kHosts = RecordOrigin::kHosts;
     for (std::string line : SplitLines(*content)) {
       line = std::string(BeforeHash(line));
       TabsToSpaces(line);
@@ -39,9 +40,9 @@ void LoadHosts(StoreContext& ctx) {
       const std::string& address = words[0];
       const std::string host = NameOf(words[1]);
       for (std::size_t i = 2; i < words.size(); ++i)
-        CacheAdd(ctx, NameOf(words[i]), RecordType::kCNAME, ttl, host, -1, true);
-      CacheAdd(ctx, host, RecordType::kA, ttl, modIP::IPToData(address), -1, true);
-      CacheAdd(ctx, IPToArpa(address), RecordType::kPTR, ttl, host, -1, true);
+        CacheAdd(ctx, NameOf(words[i]), RecordType::kCNAME, ttl, host, -1, true, false, kHosts);
+      CacheAdd(ctx, host, RecordType::kA, ttl, modIP::IPToData(address), -1, true, false, kHosts);
+      CacheAdd(ctx, IPToArpa(address), RecordType::kPTR, ttl, host, -1, true, false, kHosts);
     }
   } catch (const std::exception& e) {
     ReportException(ctx.errors, "modDNS LoadHosts", e);

@@ -12,6 +12,7 @@
 #include "store/options.h"
 #include "store/perm_rec.h"
 #include "store/record_list.h"
+#include "store/record_origin.h"
 #include "wire/services.h"
 
 namespace korvane {
@@ -28,6 +29,8 @@ struct StoreContext {
   const std::vector<std::string>& LocalIPs;   // this machine's IPv4 addresses
   DHCPifList& DHCPifs;
   ProgressSink* progress = nullptr;           // may be null (no window)
+  // The servers cached records were learnt from (their Origin numbers).
+  ServerOrigins origins = {};
 
   std::string PathOf(std::string_view fileName) const { return folder + "/" + std::string(fileName); }
 };
@@ -36,17 +39,21 @@ namespace modDNS {
 
 // Adds or refreshes one record. `rtype` is a number or a text key
 // ("A" ... "MX", "REA" ... "REMX", "NE"); an unknown key adds nothing.
+// `origin` (RecordOrigin) says where it came from; a cached record whose
+// TTL is refreshed takes the new origin.
 void CacheAdd(StoreContext& ctx, const std::string& name, int rtype, int32_t ttl,
-              const std::string& data, int32_t pref, bool permanent, bool rootHint = false);
+              const std::string& data, int32_t pref, bool permanent, bool rootHint = false,
+              uint16_t origin = RecordOrigin::kFile);
 void CacheAdd(StoreContext& ctx, const std::string& name, std::string_view rtype, int32_t ttl,
-              const std::string& data, int32_t pref, bool permanent, bool rootHint = false);
+              const std::string& data, int32_t pref, bool permanent, bool rootHint = false,
+              uint16_t origin = RecordOrigin::kFile);
 // The type number of a text key, or 0 when the key is unknown.
 int RecTypeOfKey(std::string_view key);
 
 // Removes expired cached records.
 void CleanCache(StoreContext& ctx);
-// Removes every cached record (the permanent ones stay) and logs "Cache
-// cleared by operator".
+// Removes every cached record (the permanent ones stay), numbers the servers
+// afresh and logs "Cache cleared by operator".
 void ClearCache(StoreContext& ctx);
 
 // The record file tokenizer: left-trims `line`, returns the text up to the

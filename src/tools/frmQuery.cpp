@@ -179,11 +179,19 @@ void frmQuery::cmdStart_Click() {
 
 void frmQuery::Arrival(const Datagram& datagram) {
   if (!socket_ || datagram.host != server_ || datagram.port != port_) return;
-  const std::optional<std::string> answer = AnswerText(datagram.data, queryId_, question_, questionType_);
+  const std::optional<std::string> answer =
+      AnswerText(datagram.data, queryId_, question_, questionType_, SourceLines());
   if (!answer) return;  // a reply to another query
   const int64_t elapsed = roundTrip_.elapsed();
   EndQuery();
   Show(*answer + "\r\n" + RoundTripText(server_, port_, elapsed));
+}
+
+std::vector<std::string> frmQuery::SourceLines() const {
+  if (!IsThisServer(server_)) return {};
+  // The server saw the question come from the address it was sent to.
+  const AnsweredRequest* noted = app_.dns().AnswerSources(server_, socket_->LocalPort(), queryId_);
+  return noted ? korvane::SourceLines(*noted, app_.store().origins) : std::vector<std::string>{};
 }
 
 void frmQuery::TimedOut() {
@@ -214,11 +222,13 @@ void frmQuery::Show(const std::string& text) { txtAnswer_->setPlainText(Text(tex
 
 void frmQuery::showEvent(QShowEvent* event) {
   QWidget::showEvent(event);
+  app_.dns().TrackAnswerSources(true);
   txtName_->setFocus();
 }
 
 void frmQuery::hideEvent(QHideEvent* event) {
   EndQuery();
+  app_.dns().TrackAnswerSources(false);
   QWidget::hideEvent(event);
 }
 

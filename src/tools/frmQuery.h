@@ -68,6 +68,8 @@ class frmQuery : public QWidget {
   int PortFor(const std::string& server) const;
   bool IsThisServer(const std::string& server) const;
   void Arrival(const Datagram& datagram);
+  // Where each answer record came from, when this program was asked.
+  std::vector<std::string> SourceLines() const;
   void TimedOut();
   // Closes the socket and enables the query fields again.
   void EndQuery();

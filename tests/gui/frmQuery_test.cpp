@@ -4,64 +4,17 @@
 
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QLabel>
-#include <QTest>
 #include <unistd.h>
 
 #include <string>
 
-#include "gui/gui_world.h"
+#include "gui/lookup_world.h"
 #include "support/dns_bytes.h"
 #include "wire/dns_message.h"
 
 namespace {
 
-const std::string kRecords =
-    "example.test. 3600 SOA ns.example.test. hostmaster.example.test. 1 3600 600 86400 60\n"
-    "example.test. 3600 NS ns.example.test.\n"
-    "ns.example.test. 3600 A 10.1.2.1\n"
-    "www.example.test. 3600 A 10.1.2.3\n";
-
-class FrmQueryTest : public GuiWorld {
- protected:
-  void OpenTool(const std::string& options = "") {
-    Open(options, kRecords);
-    Choose("mnuQuery");
-    tool = window->LookUp();
-    ASSERT_TRUE(tool);
-    ASSERT_TRUE(tool->isVisible());
-  }
-  // Fills the fields and presses Start (or Enter in the name field).
-  void Start(const char* type, const std::string& name, const std::string& server = "127.0.0.1",
-             bool enter = false) {
-    tool->comType()->setCurrentIndex(tool->comType()->findText(type));
-    tool->txtName()->setText(QString::fromStdString(name));
-    tool->txtServer()->setText(QString::fromStdString(server));
-    if (enter)
-      QTest::keyClick(tool->txtName(), Qt::Key_Return);
-    else
-      tool->cmdStart()->click();
-  }
-  // Start, then the answer once the query has ended.
-  std::string Ask(const char* type, const std::string& name, const std::string& server = "127.0.0.1") {
-    Start(type, name, server);
-    RunEventsUntil([&] { return !tool->Waiting(); });
-    return Answer();
-  }
-  std::string Answer() const { return tool->txtAnswer()->toPlainText().toStdString(); }
-  std::string Label(const char* name) const {
-    return tool->findChild<QLabel*>(name)->text().toStdString();
-  }
-  // The query fields are enabled exactly when no query is out.
-  void ExpectIdle(bool idle) const {
-    EXPECT_EQ(tool->findChild<QWidget*>("Frame1")->isEnabled(), idle);
-    EXPECT_EQ(tool->cmdStart()->isEnabled(), idle);
-    EXPECT_EQ(tool->cmdStop()->isEnabled(), !idle);
-    EXPECT_EQ(tool->Waiting(), !idle);
-  }
-
-  modQuery::frmQuery* tool = nullptr;
-};
+using FrmQueryTest = LookUpWorld;
 
 TEST_F(FrmQueryTest, ControlsAndTheLabelsOfEachType) {
   OpenTool();
@@ -92,7 +45,8 @@ TEST_F(FrmQueryTest, LookUpsAgainstTheRunningServer) {
   ExpectIdle(true);
   std::string answer = Answer();
   EXPECT_EQ(answer.substr(0, answer.find("\nAnswered by")),
-            "Authoritative Answer: Yes\nAnswer:\nA-record for www.example.test.=10.1.2.3 TTL=3600\n");
+            "Authoritative Answer: Yes\nAnswer:\nA-record for www.example.test.=10.1.2.3 TTL=3600\n"
+            "   Source: own records (file)\n");
   EXPECT_NE(answer.find("\nAnswered by 127.0.0.1 port " + port + " in "), std::string::npos) << answer;
 
   answer = Ask("PTR", "10.1.2.3");

@@ -1,10 +1,10 @@
-#include "dns/answer_sources.h"
+#include "dns/recent_answers.h"
 
 #include "wire/datetime.h"
 
 namespace korvane {
 
-void AnswerSources::Enable(bool on) {
+void RecentAnswers::Enable(bool on) {
   if (!on) {
     ring_.reset();
   } else if (!ring_) {
@@ -13,7 +13,7 @@ void AnswerSources::Enable(bool on) {
   }
 }
 
-AnsweredRequest* AnswerSources::Add(std::string_view client, int port, int id) {
+AnsweredRequest* RecentAnswers::Add(std::string_view client, int port, int id) {
   if (!ring_) return nullptr;
   AnsweredRequest& entry = (*ring_)[next_];
   next_ = (next_ + 1) % kEntries;
@@ -27,7 +27,7 @@ AnsweredRequest* AnswerSources::Add(std::string_view client, int port, int id) {
   return &entry;
 }
 
-const AnsweredRequest* AnswerSources::Find(std::string_view client, int port, int id) const {
+const AnsweredRequest* RecentAnswers::Find(std::string_view client, int port, int id) const {
   if (!ring_) return nullptr;
   for (std::size_t back = 1; back <= kEntries; ++back) {
     const AnsweredRequest& entry = (*ring_)[(next_ + kEntries - back) % kEntries];

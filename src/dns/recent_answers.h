@@ -44,7 +44,7 @@ struct AnsweredRequest {
   int32_t Milliseconds = 0;
 };
 
-class AnswerSources {
+class RecentAnswers {
  public:
   static constexpr std::size_t kEntries = 64;
 

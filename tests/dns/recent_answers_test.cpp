@@ -1,4 +1,4 @@
-#include "dns/answer_sources.h"
+#include "dns/recent_answers.h"
 
 #include <gtest/gtest.h>
 
@@ -32,11 +32,11 @@ TEST(ServerOrigins, EachServerNumberedOnceUntilTheNumbersRunOut) {
   EXPECT_EQ(servers.OriginOf("198.51.100.1"), RecordOrigin::kFirstServer);
 }
 
-TEST(AnswerSources, OffHoldsNothingOnKeepsTheNewestEntries) {
-  AnswerSources sources;
+TEST(RecentAnswers, OffHoldsNothingOnKeepsTheNewestEntries) {
+  RecentAnswers sources;
   EXPECT_EQ(sources.Add("127.0.0.1", 4000, 1), nullptr);
   sources.Enable(true);
-  for (int id = 1; id <= static_cast<int>(AnswerSources::kEntries) + 1; ++id)
+  for (int id = 1; id <= static_cast<int>(RecentAnswers::kEntries) + 1; ++id)
     ASSERT_NE(sources.Add("127.0.0.1", 4000, id), nullptr);
   EXPECT_EQ(sources.Find("127.0.0.1", 4000, 1), nullptr);  // overwritten
   EXPECT_NE(sources.Find("127.0.0.1", 4000, 2), nullptr);
@@ -49,7 +49,7 @@ TEST(AnswerSources, OffHoldsNothingOnKeepsTheNewestEntries) {
   EXPECT_EQ(sources.Find("127.0.0.1", 4000, 2), nullptr);
 }
 
-TEST(AnswerSources, EachKindOfSourceAndItsLine) {
+TEST(RecentAnswers, EachKindOfSourceAndItsLine) {
   FakeClock clock;
   const DateTime now = clock.Now();
   ServerOrigins servers;
@@ -82,7 +82,7 @@ TEST(AnswerSources, EachKindOfSourceAndItsLine) {
   EXPECT_EQ(SourceOf(answer[5], now, servers, "198.51.100.7").Kind, SourceKind::kCache);
 }
 
-TEST(AnswerSources, TextsAreCutToTheirBuffers) {
+TEST(RecentAnswers, TextsAreCutToTheirBuffers) {
   AnsweredRequest answered;
   CopyText(answered.ServerName, std::string(400, 'n'));
   EXPECT_EQ(std::string(answered.ServerName).size(), AnsweredRequest::kMaxText);

@@ -51,7 +51,7 @@ WID=$(timeout 20 xdotool search --sync --name '^Korvane$' | head -n1)
 [ -n "$WID" ] || { echo "the main window did not appear" >&2; cat "$TMP/korvane.err" >&2; exit 1; }
 sleep 3.5   # the splash goes by itself after 3 s
 
-for q in "www.office.example" "mail.office.example MX" "intranet.office.example" \
+for q in "www.office.example" "mail.office.example MX" "office.example" \
          "nothere.office.example" "-x 192.0.2.10"; do
     # shellcheck disable=SC2086
     "${RUN[@]}" dig +tries=1 +time=2 -p "$PORT" @"$SERVER" $q >/dev/null
@@ -81,7 +81,25 @@ echo "saved docs/screenshots/menu-tools.png"
 key Escape
 key alt+h a
 ABOUT=$(window_named '^About Korvane$')
-[ -n "$ABOUT" ] && shot "$ABOUT" about.png && key Escape
+[ -n "$ABOUT" ] && shot "$ABOUT" about.png && xdotool key --window "$ABOUT" Escape && sleep 0.6
+key alt+t
+key d
+LOOKUP=$(window_named '^Korvane - DNS Look Up$')
+if [ -n "$LOOKUP" ]; then
+    xdotool windowfocus --sync "$LOOKUP" 2>/dev/null
+    sleep 0.5
+    xdotool key --window "$LOOKUP" ctrl+a BackSpace
+    xdotool type --window "$LOOKUP" --delay 80 "office.example"
+    sleep 0.3
+    xdotool key --window "$LOOKUP" Return
+    sleep 1.5
+    shot "$LOOKUP" lookup.png
+    xdotool key --window "$LOOKUP" alt+x
+    sleep 0.6
+else
+    echo "no look-up window in this build: lookup.png not taken"
+fi
+
 key alt+t o
 OPTIONS=$(window_named '^Korvane - Options$')
 if [ -n "$OPTIONS" ]; then
@@ -89,19 +107,6 @@ if [ -n "$OPTIONS" ]; then
     xdotool key --window "$OPTIONS" Escape
 else
     echo "no options dialog in this build: options.png not taken"
-fi
-
-key alt+t d
-LOOKUP=$(window_named '^Korvane - DNS Look Up$')
-if [ -n "$LOOKUP" ]; then
-    xdotool windowfocus --sync "$LOOKUP" 2>/dev/null
-    xdotool type --window "$LOOKUP" --delay 20 "intranet.office.example"
-    xdotool key --window "$LOOKUP" Return
-    sleep 1
-    shot "$LOOKUP" lookup.png
-    xdotool key --window "$LOOKUP" alt+x
-else
-    echo "no look-up window in this build: lookup.png not taken"
 fi
 
 kv_stop_korvane "$KPID"

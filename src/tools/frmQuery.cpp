@@ -34,7 +34,7 @@ frmQuery::frmQuery(modMain::Application& app, QWidget* owner)
   timeout_.setSingleShot(true);
   connect(&timeout_, &QTimer::timeout, this, [this] { Guarded("frmQuery Timeout", [this] { TimedOut(); }); });
   comType_Click();
-  resize(560, 460);
+  resize(680, 460);
 }
 
 frmQuery::~frmQuery() = default;

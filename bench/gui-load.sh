@@ -29,18 +29,9 @@ kv_xvfb
 DISPLAY_NAME=$KV_DISPLAY
 
 for face in windowed headless; do
-    mkdir -p "$TMP/$face"
-    cat >"$TMP/$face/named.perm" <<'Z'
-bench.test. 3600 SOA ns1.bench.test. hostmaster.bench.test. 1 3600 900 604800 300
-bench.test. 3600 NS ns1.bench.test.
-ns1.bench.test. 3600 A 10.20.0.1
-www.bench.test. 3600 A 10.20.0.2
-mail.bench.test. 3600 A 10.20.0.3
-Z
-    printf '; none\n' >"$TMP/$face/named.root"
+    kv_bench_folder "$TMP/$face"
     echo "Name: ns1.bench.test" >"$TMP/$face/korvane.ini"
 done
-printf 'www.bench.test A\nmail.bench.test A\n' >"$TMP/queries.txt"
 declare -A PORT=([windowed]=5311 [headless]=5312)
 
 ip netns exec "$NS" env DISPLAY="$DISPLAY_NAME" "$BIN" --quiet --stall-probe \

@@ -10,7 +10,7 @@ packages=(
   libqt6svg6 fonts-liberation
   # test peers and tools
   bind9-dnsutils dnsperf iproute2 nsd dnsmasq-base dns-root-data python3
-  udhcpc isc-dhcp-client kea-admin procps
+  udhcpc isc-dhcp-client kea-admin procps util-linux mount
   # DHCP rate benchmark peer
   kea-dhcp4-server
   # screenshots and the GUI load benchmark: a virtual display and its tools

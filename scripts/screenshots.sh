@@ -4,8 +4,7 @@
 # questions, gets it a DHCP lease (as root: a real udhcpc client in a network
 # namespace; otherwise a lease written into dhcp.dat before the start), and
 # saves PNGs of the main window (log view, lease view, a menu), About, the
-# options dialog (when the program has one) and the look-up tool with an
-# answer into docs/screenshots/.
+# options dialog and the look-up tool with an answer into docs/screenshots/.
 #
 #   scripts/screenshots.sh [build folder, default build]
 set -u
@@ -51,7 +50,7 @@ WID=$(timeout 20 xdotool search --sync --name '^Korvane$' | head -n1)
 [ -n "$WID" ] || { echo "the main window did not appear" >&2; cat "$TMP/korvane.err" >&2; exit 1; }
 sleep 3.5   # the splash goes by itself after 3 s
 
-for q in "www.office.example" "mail.office.example MX" "office.example" \
+for q in "www.office.example" "mail.office.example MX" "intranet.office.example" \
          "nothere.office.example" "-x 192.0.2.10"; do
     # shellcheck disable=SC2086
     "${RUN[@]}" dig +tries=1 +time=2 -p "$PORT" @"$SERVER" $q >/dev/null
@@ -64,7 +63,12 @@ if [ "$LEASE" = udhcpc ]; then
 fi
 sleep 1
 
-key() { xdotool windowfocus --sync "$WID" 2>/dev/null; xdotool key --window "$WID" "$@"; sleep 0.6; }
+key_in() {   # key_in WINDOW KEY...: keys typed into that window
+    local w=$1; shift
+    # A window that closes on the key press is gone before the release: no error for that.
+    xdotool windowfocus --sync "$w" 2>/dev/null; xdotool key --window "$w" "$@" 2>/dev/null; sleep 0.6
+}
+key() { key_in "$WID" "$@"; }
 shot() { import -window "$1" "$OUTDIR/$2"; echo "saved docs/screenshots/$2"; }
 window_named() { timeout 5 xdotool search --sync --name "$1" | head -n1; }
 
@@ -81,32 +85,30 @@ echo "saved docs/screenshots/menu-tools.png"
 key Escape
 key alt+h a
 ABOUT=$(window_named '^About Korvane$')
-[ -n "$ABOUT" ] && shot "$ABOUT" about.png && xdotool key --window "$ABOUT" Escape && sleep 0.6
-key alt+t
-key d
-LOOKUP=$(window_named '^Korvane - DNS Look Up$')
-if [ -n "$LOOKUP" ]; then
-    xdotool windowfocus --sync "$LOOKUP" 2>/dev/null
-    sleep 0.5
-    xdotool key --window "$LOOKUP" ctrl+a BackSpace
-    xdotool type --window "$LOOKUP" --delay 80 "office.example"
-    sleep 0.3
-    xdotool key --window "$LOOKUP" Return
-    sleep 1.5
-    shot "$LOOKUP" lookup.png
-    xdotool key --window "$LOOKUP" alt+x
-    sleep 0.6
-else
-    echo "no look-up window in this build: lookup.png not taken"
-fi
-
+[ -n "$ABOUT" ] && shot "$ABOUT" about.png && key_in "$ABOUT" Escape
 key alt+t o
 OPTIONS=$(window_named '^Korvane - Options$')
 if [ -n "$OPTIONS" ]; then
     shot "$OPTIONS" options.png
-    xdotool key --window "$OPTIONS" Escape
+    key_in "$OPTIONS" Escape
 else
-    echo "no options dialog in this build: options.png not taken"
+    echo "the options dialog did not open: options.png not taken" >&2
+    exit 1
+fi
+
+key alt+t
+key d
+LOOKUP=$(window_named '^Korvane - DNS Look Up$')
+if [ -n "$LOOKUP" ]; then
+    key_in "$LOOKUP" ctrl+a BackSpace
+    xdotool type --window "$LOOKUP" --delay 80 "office.example"
+    key_in "$LOOKUP" Return
+    sleep 1
+    shot "$LOOKUP" lookup.png
+    key_in "$LOOKUP" alt+x
+else
+    echo "the look-up window did not open: lookup.png not taken" >&2
+    exit 1
 fi
 
 kv_stop_korvane "$KPID"

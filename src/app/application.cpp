@@ -9,8 +9,12 @@
 #include <chrono>
 #include <random>
 
+#include "app/bind_failure.h"
 #include "app/identify.h"
 #include "app/options_file.h"
+#include "app/program_folder.h"
+#include "app/secure_random.h"
+#include "store/cache_bound.h"
 #include "wire/dns_codec.h"
 
 namespace korvane {
@@ -42,6 +46,7 @@ std::string InterfaceHolding(const std::string& address) {
 Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& editor)
     : settings_(std::move(settings)),
       boxes_(boxes),
+      editor_(editor),
       clock_(settings_.clock ? *settings_.clock : systemClock_),
       log_(clock_, options_, settings_.folder),
       reporter_(settings_.folder, "korvane", options_, clock_, log_, boxes, editor, prompts_),
@@ -57,6 +62,7 @@ Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& edi
   dns_.SetRandom([generator]() mutable {
     return std::uniform_real_distribution<double>(0.0, 1.0)(generator);
   });
+  dns_.SetQueryIdSource(SecureRandom32);
 
   timer_.setInterval(DnsEngine::kTimerIntervalMs);
   connect(&timer_, &QTimer::timeout, this, [this] {
@@ -86,10 +92,13 @@ Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& edi
   });
   WSDNS_.SetErrorHandler(
       [this](int number, const std::string& text) { dns_.SocketError(1, number, text); });
-  WSDNS2_.SetHandler([this](const Datagram& d) { dns_.OnDns2Datagram(d.host, d.port, d.data); });
+  WSDNS2_.SetHandler([this](uint64_t channel, const Datagram& d) {
+    dns_.OnDns2Datagram(channel, d.host, d.port, d.data);
+  });
   WSDNS2_.SetBatchDone([this] { log_.Flush(); });
-  WSDNS2_.SetErrorHandler(
-      [this](int number, const std::string& text) { dns_.SocketError(2, number, text); });
+  WSDNS2_.SetErrorHandler([this](uint64_t channel, int number, const std::string& text) {
+    dns_.ChannelError(channel, number, text);
+  });
 }
 
 Application::~Application() {
@@ -102,16 +111,13 @@ void Application::ReportFault(const char* tag, const std::exception& error) {
 
 void Application::Start() {
   localIPs_ = settings_.localIPs ? *settings_.localIPs : modIdentify::ReadLocalIPs(boxes_);
-  LoadOptions(store_.PathOf("korvane.ini"), options_, reporter_);
-  modDNS::LoadPerm(store_);
-  log_.AddLine("Loading cache...");
-  modDNS::LoadFile(store_, store_.PathOf("named.cache"), false, false);
-  log_.AddLine("Loading DHCP Leases...");
-  dhcp_.Load();
-  // The queries to other servers leave from a port the system chooses.
-  SendError error;
-  if (!WSDNS2_.Bind("", 0, BindOptions{}, error))
-    dns_.SocketError(2, error.number, error.description);
+  dns_.SetLocalNetworks(settings_.localNetworks ? *settings_.localNetworks
+                                                : modIdentify::ReadLocalNetworks());
+  LoadProgramFolder(store_, options_, dhcp_);
+  modDNS::TrimCache(store_);
+  // Said now, not only when the saves at the close fail.
+  if (std::optional<std::string> problem = FolderWriteProblem(settings_.folder)) log_.AddLine(*problem);
+  for (const std::string& pool : PoolsOnNoInterface(store_)) log_.AddLine(pool);
   StartServices();
   housekeeping_.start();
   log_.Flush();
@@ -125,22 +131,13 @@ void Application::StartServices() {
     options.batchSends = true;
     const std::string& bind = options_.DNSBIND;
     if (!WSDNS_.Bind(bind, settings_.dnsPort, options, error)) {
-      serverStarted_ = false;
-      if (!bind.empty()) {
-        log_.AddLine("Binding DNS service to " + bind + " failed - DNS service not started!");
-        boxes_.Show("Could not start DNS service on " + bind, MessageButtons::OK,
-                    MessageIcon::Exclamation);
-      } else {
-        log_.AddLine("Binding DNS service failed - DNS service not started!");
-        boxes_.Show("Could not start DNS service!\n\nPort used by other DNS server.",
-                    MessageButtons::OK, MessageIcon::Exclamation);
-      }
-      log_.Flush();
-      AnnounceServiceState();
+      DnsBindFailed(error);
       return;
     }
+    dnsBindFailure_.clear();
     log_.AddLine(bind.empty() ? "DNS service started." : "DNS service started on " + bind);
     startStopCaption_ = "&Pause Server";
+    dns_.SetServicePort(WSDNS_.LocalPort());
     dns_.SetRunning(true);
     BindDhcpSockets();
     serverStarted_ = true;
@@ -149,6 +146,26 @@ void Application::StartServices() {
   }
   log_.Flush();
   AnnounceServiceState();
+}
+
+void Application::DnsBindFailed(const SendError& error) {
+  serverStarted_ = false;
+  const std::string& bind = options_.DNSBIND;
+  dnsBindFailure_ = BindFailureReason(error.number, bind, settings_.dnsPort);
+  std::string box;
+  if (!bind.empty()) {
+    log_.AddLine("Binding DNS service to " + bind + " failed - DNS service not started!");
+    box = "Could not start DNS service on " + bind;
+  } else {
+    log_.AddLine("Binding DNS service failed - DNS service not started!");
+    box = "Could not start DNS service!\n\nPort used by other DNS server.";
+  }
+  log_.AddLine(dnsBindFailure_);
+  log_.Flush();
+  if (!settings_.headless)
+    boxes_.Show(box + "\n\n" + dnsBindFailure_, MessageButtons::OK, MessageIcon::Exclamation);
+  AnnounceServiceState();
+  emit DnsServiceFailed(QString::fromStdString(dnsBindFailure_));
 }
 
 void Application::BindDhcpSockets() {
@@ -301,8 +318,8 @@ void Application::WatchLeaseExpiry() {
   if (ranOut) emit LeasesChanged();
 }
 
-void Application::Close(CloseReason reason) {
-  if (closed_) return;
+bool Application::Close(CloseReason reason) {
+  if (closed_) return !saveFailed_;
   closed_ = true;
   switch (reason) {
     case CloseReason::kUser: log_.AddLine("Program was closed by user."); break;
@@ -312,23 +329,27 @@ void Application::Close(CloseReason reason) {
     case CloseReason::kTerminationSignal:
       log_.AddLine("Program was closed through a termination signal.");
       break;
+    case CloseReason::kFailedStart:
+      log_.AddLine("Program was closed because the DNS service could not be started.");
+      break;
     case CloseReason::kOther: break;
   }
   try {
     timer_.stop();
     housekeeping_.stop();
-    modDNS::saveCache(store_);
-    dhcp_.Save();
+    saveFailed_ = !modDNS::saveCache(store_);
+    saveFailed_ = !dhcp_.Save() || saveFailed_;
     leasesDirty_ = false;
     dns_.Pause();
-    WSDNS2_.Close();
     CloseServiceSockets();
   } catch (const std::exception& e) {
+    saveFailed_ = true;
     ReportFault("frmMain Unload", e);
   }
   log_.CloseFile();
   // The event loop may not run again: what went wrong is told now.
   prompts_.RunPending();
+  return !saveFailed_;
 }
 
 }  // namespace modMain

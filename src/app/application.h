@@ -16,6 +16,7 @@
 
 #include "app/log.h"
 #include "app/prompts.h"
+#include "app/query_sockets.h"
 #include "app/support_report.h"
 #include "app/udp_socket.h"
 #include "dhcp/dhcp_server.h"
@@ -33,11 +34,16 @@ struct Settings {
   std::FILE* echo = nullptr;  // every log line is also printed here (headless)
   // This machine's addresses; unset: read from the interfaces at start-up.
   std::optional<std::vector<std::string>> localIPs;
+  // Their networks (recursion is offered to them); unset: read with them.
+  std::optional<std::vector<modIP::Network>> localNetworks;
   const Clock* clock = nullptr;  // null: the system clock
+  // No windows: a DNS service that cannot start shows no box (the program
+  // ends on DnsServiceFailed instead).
+  bool headless = false;
 };
 
 // Why the program closes; decides the log line.
-enum class CloseReason { kUser, kSessionEnded, kTerminationSignal, kOther };
+enum class CloseReason { kUser, kSessionEnded, kTerminationSignal, kFailedStart, kOther };
 
 class Application : public QObject {
   Q_OBJECT
@@ -61,9 +67,14 @@ class Application : public QObject {
   // file stays as it was, and nothing else changes.
   bool ApplyOptions(const Options& options);
   // Logs the reason and tears down: cache file, lease file, sockets, log file.
-  void Close(CloseReason reason);
+  // False when the cache or the lease file could not be saved (also on a
+  // second call).
+  bool Close(CloseReason reason);
 
   bool ServerStarted() const { return serverStarted_; }
+  // Why the last DNS bind failed, in the operator's words ("" after one that
+  // worked); the windowed bind-failure box carries it.
+  const std::string& DnsBindFailure() const { return dnsBindFailure_; }
   // "&Pause Server" while running, "&Start Server" while paused.
   const std::string& StartStopCaption() const { return startStopCaption_; }
 
@@ -83,6 +94,9 @@ class Application : public QObject {
   void SetProgressSink(ProgressSink* progress) { store_.progress = progress; }
   // Boxes that must wait until the running handler has returned.
   PromptQueue& prompts() { return prompts_; }
+  // The operator's message boxes and text editor, for the windows' own prompts.
+  MessageBoxes& boxes() { return boxes_; }
+  TextEditor& editor() { return editor_; }
 
   // The once-a-second duty: the lease file's coalesced save (a failing one
   // is retried, and reported, once a minute), the lease that runs out, and
@@ -100,8 +114,13 @@ class Application : public QObject {
   void OptionsChanged();
   // The records were read again (Reload, ApplyOptions).
   void RecordsReloaded();
+  // The DNS socket could not be bound (after its log lines and box);
+  // `reason` is DnsBindFailure().
+  void DnsServiceFailed(const QString& reason);
 
  private:
+  // The log lines, box and signal of a DNS bind that failed with `error`.
+  void DnsBindFailed(const SendError& error);
   void BindDhcpSockets();
   // The socket index whose address a DHCP datagram read on socket k was sent to.
   int DhcpIndexFor(int k, const Datagram& datagram) const;
@@ -115,6 +134,7 @@ class Application : public QObject {
 
   Settings settings_;
   MessageBoxes& boxes_;
+  TextEditor& editor_;
   SystemClock systemClock_;
   const Clock& clock_;
   EventLoopPrompts prompts_;
@@ -127,7 +147,8 @@ class Application : public QObject {
   StoreContext store_;
 
   UdpSocket WSDNS_;
-  UdpSocket WSDNS2_;
+  // Before the engine: the engine's requests hold channels of it.
+  QuerySockets WSDNS2_;
   // WSDHCP(1..n); element 0 is never bound.
   std::vector<std::unique_ptr<UdpSocket>> WSDHCP_;
 
@@ -145,6 +166,8 @@ class Application : public QObject {
   bool leaseExpiryStale_ = false;
   bool serverStarted_ = false;
   bool closed_ = false;
+  bool saveFailed_ = false;
+  std::string dnsBindFailure_;
   std::string startStopCaption_ = "&Start Server";
 };
 

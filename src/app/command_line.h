@@ -1,5 +1,4 @@
-// The program's command line. Kept in one place so that new options are
-// added here and nowhere else.
+// The command line: what the program is asked to do, or why it refuses.
 #pragma once
 
 #include <QStringList>
@@ -11,31 +10,36 @@ namespace korvane {
 
 namespace modMain {
 
+// The program's exit statuses.
+namespace ExitStatus {
+constexpr int kClean = 0;
+constexpr int kFailed = 1;  // a failed start or save, or --check found a problem
+constexpr int kUsage = 2;   // a bad command line
+}  // namespace ExitStatus
+
 struct CommandLine {
+  enum class Action { kRun, kCheck, kHelp, kVersion };
+  Action action = Action::kRun;
   bool headless = false;
-  bool quiet = false;
+  bool quiet = false;    // print no log lines
   // Logs the longest event-loop stall to standard error at exit (benchmarks).
   bool stallProbe = false;
-  std::string folder;  // "" : the executable's folder
+  std::string folder;    // the program folder: absolute, no trailing "/"
   int dnsPort = 53;
   int dhcpPort = 67;
 };
 
-// What the parse decided: run with `line`, or end at once with `exitCode`
-// after `output` was printed (to standard output for --help and --version,
-// to standard error for a usage error, which names the bad option and
-// gives exit code 2).
-struct ParseResult {
-  CommandLine line;
-  std::optional<int> exitCode;
-  std::string output;
-  bool toStandardError = false;
+struct ParsedCommandLine {
+  std::optional<CommandLine> commandLine;  // nullopt when refused
+  std::string error;  // which option and why, e.g. "--dns-port: 99999 is not a port"
 };
 
-// `arguments` holds the program name first, as argv does.
-ParseResult ParseCommandLine(const QStringList& arguments);
+// `arguments` as the program got them, its own name first. Without --dir the
+// folder is `defaultFolder`.
+ParsedCommandLine ParseCommandLine(const QStringList& arguments, const std::string& defaultFolder);
 
-extern const char* const kUsage;
+// The --help text: usage, options, signals and exit statuses.
+const char* UsageText();
 
 }  // namespace modMain
 

@@ -62,14 +62,16 @@ frmMain::frmMain(Application& app, MessageBoxes& boxes, TextEditor& editor, QWid
 
   SysTray_ = new cSysTray(this);
   SysTray_->setObjectName("SysTray");
-  SysTray_->SetTrayIcon(QIcon(":/korvane.svg"));
   SysTray_->SetTrayTip("Korvane");
   SysTray_->SetInTray(SysTray_->Available());
   connect(SysTray_, &cSysTray::MouseDown, this, &frmMain::SysTrayMouse);
   connect(SysTray_, &cSysTray::MouseDblClick, this, &frmMain::SysTrayMouse);
 
-  connect(&app_, &Application::ServiceStateChanged, this,
-          [this](bool, const QString& caption) { mnuStartStop_->setText(caption); });
+  connect(&app_, &Application::ServiceStateChanged, this, [this](bool, const QString& caption) {
+    mnuStartStop_->setText(caption);
+    ShowServiceState();
+  });
+  connect(&app_, &Application::DnsServiceFailed, this, &frmMain::ShowServiceState);
   connect(&app_, &Application::LeasesChanged, this, &frmMain::DHCPRefresh);
   connect(listDHCP_, &ColList::RightClick, this, [this](const QPoint& where) {
     if (listDHCP_->ListIndex() >= 1) mnuDHCP_->popup(where);
@@ -81,6 +83,7 @@ frmMain::frmMain(Application& app, MessageBoxes& boxes, TextEditor& editor, QWid
   statusTimer_.start();
   lastSample_ = TakeStatusSample(app_, SteadySeconds());
   status_.Show(StatusFields(lastSample_, lastSample_));
+  ShowServiceState();
   resize(760, 460);
 }
 
@@ -167,6 +170,14 @@ void frmMain::SampleStatus() {
   } catch (const std::exception& e) {
     ReportFault("frmMain Timer", e);
   }
+}
+
+void frmMain::ShowServiceState() {
+  const bool running = app_.ServerStarted();
+  status_.ShowState(StateText(running, app_.DnsBindFailure()),
+                    QString::fromStdString(app_.DnsBindFailure()));
+  const QIcon icon(":/korvane.svg");
+  SysTray_->SetTrayIcon(running ? icon : QIcon(icon.pixmap(64, QIcon::Disabled)));
 }
 
 void frmMain::ShowSplash() { splash_ = frmAbout::ShowSplash(this); }
@@ -268,8 +279,7 @@ void frmMain::Unload(CloseReason reason) {
   closed_ = true;
   statusTimer_.stop();
   SysTray_->SetInTray(false);
-  app_.Close(reason);
-  emit Closed();
+  emit Closed(app_.Close(reason));
 }
 
 }  // namespace modMain

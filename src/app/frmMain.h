@@ -65,8 +65,9 @@ class frmMain : public QMainWindow {
   QStringList StatusTexts() const;
 
  signals:
-  // The program has closed (the cache and the leases are saved): time to quit.
-  void Closed();
+  // The program has closed: time to quit. `saved`: the cache and the leases
+  // were written.
+  void Closed(bool saved);
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -107,6 +108,9 @@ class frmMain : public QMainWindow {
   void mnuAbout();
   void mnuDHCPDel();
   void ShowView(bool leases);
+  // The service state in the status bar and the tray icon (grey while the
+  // server does not run), at once on every change.
+  void ShowServiceState();
   void SysTrayMouse(Qt::MouseButton button);
   void RestoreFromTray();
 

@@ -4,6 +4,7 @@
 
 #include "app/frmAbout.h"
 #include "app/frmMain.h"
+#include "app/frmOptions.h"
 #include "app/help.h"
 #include "app/links.h"
 #include "app/log_view.h"
@@ -81,7 +82,11 @@ void frmMain::mnuAbout() {
   });
 }
 
-void frmMain::ShowOptions() {}
+void frmMain::ShowOptions() {
+  frmOptions dialog(app_, this);
+  connect(&dialog, &frmOptions::helpRequested, &dialog, [&dialog] { ShowHelp(&dialog, "options"); });
+  dialog.exec();
+}
 
 void frmMain::ShowRecordEditor() {}
 

@@ -23,16 +23,22 @@ StatusSample TakeStatusSample(Application& app, double seconds) {
   StatusSample sample;
   sample.seconds = seconds;
   sample.running = app.ServerStarted();
+  sample.dnsFailure = app.DnsBindFailure();
   sample.dns = app.dns().Counters();
   sample.pending = app.dns().Requests().size();
   sample.pools = app.dhcp().PoolsInUse();
   return sample;
 }
 
+QString StateText(bool running, const std::string& dnsFailure) {
+  if (running) return "Running";
+  return dnsFailure.empty() ? "Paused" : "DNS service not started";
+}
+
 QStringList StatusFields(const StatusSample& before, const StatusSample& now) {
   const double span = now.seconds - before.seconds;
   QStringList fields;
-  fields << (now.running ? "Running" : "Paused");
+  fields << StateText(now.running, now.dnsFailure);
   fields << Rate(before.dns.queries, now.dns.queries, span) + " queries/s";
   fields << "Answers/s: cache " + Rate(before.dns.answersCache, now.dns.answersCache, span) +
                 ", own " + Rate(before.dns.answersOwn, now.dns.answersOwn, span) +
@@ -61,6 +67,12 @@ void StatusBarFields::Build(QStatusBar* bar) {
 void StatusBarFields::Show(const QStringList& texts) {
   for (int i = 0; i < kFields && i < texts.size(); ++i)
     if (labels_[i] && labels_[i]->text() != texts[i]) labels_[i]->setText(texts[i]);
+}
+
+void StatusBarFields::ShowState(const QString& text, const QString& why) {
+  if (!labels_[0]) return;
+  labels_[0]->setText(text);
+  labels_[0]->setToolTip(why);
 }
 
 QStringList StatusBarFields::Texts() const {

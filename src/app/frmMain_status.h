@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "dhcp/dhcp_server.h"
@@ -22,12 +23,17 @@ class Application;
 struct StatusSample {
   double seconds = 0;  // when it was taken, on any steady clock
   bool running = false;
+  std::string dnsFailure;  // why the DNS service could not start; "" when it did
   DnsCounters dns;
   std::size_t pending = 0;
   std::vector<PoolUse> pools;
 };
 
 StatusSample TakeStatusSample(Application& app, double seconds);
+
+// The state field: "Running", "Paused", or "DNS service not started" after a
+// failed bind (until the next start).
+QString StateText(bool running, const std::string& dnsFailure);
 
 // The fields' texts for the time from `before` to `now`: state, queries a
 // second, answers a second by source, pending requests, leases per pool.
@@ -38,6 +44,8 @@ class StatusBarFields {
   static constexpr int kFields = 5;
   void Build(QStatusBar* bar);
   void Show(const QStringList& texts);
+  // The state field alone, with `why` as its tooltip.
+  void ShowState(const QString& text, const QString& why);
   QStringList Texts() const;
 
  private:

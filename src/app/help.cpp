@@ -45,6 +45,14 @@ QUrl HelpPage(const QString& topic) {
 }
 
 void ShowHelp(QWidget* parent, const QString& topic) {
+  // A help window owned by another window would be blocked while a modal
+  // dialog asks for help: it moves to the asking window.
+  if (openWindow && openWindow->parentWidget() != parent) {
+    const QRect where = openWindow->geometry();
+    delete openWindow.data();
+    openWindow = new HelpWindow(parent);
+    openWindow->setGeometry(where);
+  }
   if (!openWindow) openWindow = new HelpWindow(parent);
   openWindow->Open(HelpPage(topic));
   openWindow->show();

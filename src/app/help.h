@@ -8,7 +8,8 @@ class QWidget;
 
 namespace korvane {
 
-// Opens the help window (one for the program, modeless, above `parent`) at
+// Opens the help window (one for the program, modeless, owned by `parent`;
+// it moves to a new parent when another window asks) at
 // `topic`: "index", "options", "records", "200" (DHCP configuration) or
 // "log"; an unknown topic shows the index.
 void ShowHelp(QWidget* parent, const QString& topic);

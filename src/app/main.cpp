@@ -1,4 +1,5 @@
-// korvane [--headless] [--quiet] [--dir DIR] [--dns-port N] [--dhcp-port N] [--version] [--help]
+// korvane [--headless] [--quiet] [--dir DIR] [--dns-port N] [--dhcp-port N] [--check]
+//         [--version] [--help]
 
 #include <QStringList>
 
@@ -8,7 +9,11 @@
 #include <filesystem>
 #include <string>
 
+#include "app/check.h"
 #include "app/command_line.h"
+#include "app/identify.h"
+#include "app/prompts.h"
+#include "app/version.h"
 #include "app/windowed.h"
 
 using namespace korvane;
@@ -25,32 +30,40 @@ std::string ExecutableFolder(const char* argv0) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  QStringList arguments;
-  for (int i = 0; i < argc; ++i) arguments << QString::fromLocal8Bit(argv[i]);
-  const modMain::ParseResult parsed = modMain::ParseCommandLine(arguments);
-  if (parsed.exitCode) {
-    std::fputs(parsed.output.c_str(), parsed.toStandardError ? stderr : stdout);
-    return *parsed.exitCode;
-  }
-  const modMain::CommandLine& line = parsed.line;
-
-  const std::string folder = line.folder.empty() ? ExecutableFolder(argv[0]) : line.folder;
-  std::error_code error;
-  std::filesystem::path path = std::filesystem::absolute(folder, error);
-  if (error || !std::filesystem::is_directory(path)) {
-    std::fprintf(stderr, "korvane: %s is not a folder\n", folder.c_str());
-    return 2;
-  }
-  modMain::Settings settings;
-  settings.folder = path.lexically_normal().string();
-  while (settings.folder.size() > 1 && settings.folder.back() == '/') settings.folder.pop_back();
-  settings.dnsPort = line.dnsPort;
-  settings.dhcpPort = line.dhcpPort;
-
   // A client that vanishes must not kill the server through a broken pipe.
   signal(SIGPIPE, SIG_IGN);
 
+  // Parsed before any Q*Application exists: which one depends on the result.
+  QStringList arguments;
+  for (int i = 0; i < argc; ++i) arguments << QString::fromLocal8Bit(argv[i]);
+  const modMain::ParsedCommandLine parsed =
+      modMain::ParseCommandLine(arguments, ExecutableFolder(argv[0]));
+  if (!parsed.commandLine) {
+    std::fprintf(stderr, "korvane: %s\n%s", parsed.error.c_str(), modMain::UsageText());
+    return modMain::ExitStatus::kUsage;
+  }
+  const modMain::CommandLine& line = *parsed.commandLine;
+  switch (line.action) {
+    case modMain::CommandLine::Action::kHelp:
+      std::fputs(modMain::UsageText(), stdout);
+      return modMain::ExitStatus::kClean;
+    case modMain::CommandLine::Action::kVersion:
+      std::printf("Korvane %s\n", modMain::VersionText().c_str());
+      return modMain::ExitStatus::kClean;
+    case modMain::CommandLine::Action::kCheck: {
+      HeadlessMessageBoxes boxes;
+      return modMain::RunCheck(line.folder, line.dnsPort, modIdentify::ReadLocalIPs(boxes), stdout);
+    }
+    case modMain::CommandLine::Action::kRun:
+      break;
+  }
+
+  modMain::Settings settings;
+  settings.folder = line.folder;
+  settings.dnsPort = line.dnsPort;
+  settings.dhcpPort = line.dhcpPort;
   if (line.headless || !modMain::DisplayNamed()) {
+    settings.headless = true;
     settings.echo = line.quiet ? nullptr : stdout;
     return modMain::RunHeadless(argc, argv, settings, line);
   }

@@ -11,7 +11,8 @@ namespace korvane {
 namespace modMain {
 
 // Resets `options` to the defaults, then applies the file. A file that cannot
-// be opened keeps the defaults and is reported as "modMain LoadOptions".
+// be opened keeps the defaults and is reported as "modMain LoadOptions", with
+// the path and the system's reason.
 void LoadOptions(const std::string& path, Options& options, ErrorReporter& errors);
 
 // The file's text for `options`: the lines the reader understands, in their

@@ -11,8 +11,13 @@ namespace korvane {
 
 MessageAnswer HeadlessMessageBoxes::Show(const std::string& text, MessageButtons buttons,
                                          MessageIcon, bool, bool) {
-  if (out_) {
-    std::fprintf(out_, "%s\n", text.c_str());
+  std::string told = text;
+  if (buttons != MessageButtons::OK) {
+    const std::size_t paragraph = told.rfind("\n\n");
+    told.erase(paragraph == std::string::npos ? 0 : paragraph);
+  }
+  if (out_ && !told.empty()) {
+    std::fprintf(out_, "%s\n", told.c_str());
     std::fflush(out_);
   }
   switch (buttons) {

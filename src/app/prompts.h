@@ -30,8 +30,9 @@ class MessageBoxes {
                              bool topmost = false) = 0;
 };
 
-// For runs without a display: prints the text and takes the cautious answer
-// (OK for an OK box, Cancel for OK/Cancel, No for Yes/No).
+// For runs without a display: takes the cautious answer (OK for an OK box,
+// Cancel for OK/Cancel, No for Yes/No) and prints the text, but not the
+// question that nobody can answer: the last paragraph of a box with a choice.
 class HeadlessMessageBoxes : public MessageBoxes {
  public:
   explicit HeadlessMessageBoxes(std::FILE* out = stderr) : out_(out) {}

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -87,10 +88,10 @@ int RunWindowed(int& argc, char** argv, const Settings& settings, const CommandL
   Application korvane(settings, boxes, editor);
   frmMain window(korvane, boxes, editor);
   boxes.SetParent(&window);
-  bool closed = false;
-  QObject::connect(&window, &frmMain::Closed, &app, [&closed] {
-    closed = true;
-    QCoreApplication::exit(0);
+  std::optional<int> closedWith;
+  QObject::connect(&window, &frmMain::Closed, &app, [&closedWith](bool saved) {
+    closedWith = saved ? ExitStatus::kClean : ExitStatus::kFailed;
+    QCoreApplication::exit(*closedWith);
   });
   // Logging off or shutting down the desktop closes without the question.
   QObject::connect(&app, &QGuiApplication::commitDataRequest, &window,
@@ -106,7 +107,7 @@ int RunWindowed(int& argc, char** argv, const Settings& settings, const CommandL
   std::unique_ptr<StallProbe> probe;
   if (line.stallProbe) probe = std::make_unique<StallProbe>(stderr, frmAbout::kSplashMs + 500);
   // A signal that came while a start-up box was open has closed it all.
-  return closed ? 0 : app.exec();
+  return closedWith ? *closedWith : app.exec();
 }
 
 int RunHeadless(int& argc, char** argv, const Settings& settings, const CommandLine& line) {
@@ -115,9 +116,16 @@ int RunHeadless(int& argc, char** argv, const Settings& settings, const CommandL
   SystemTextEditor editor;
   Application korvane(settings, boxes, editor);
   auto watcher = WatchSignals(korvane, [&korvane](CloseReason why) {
-    korvane.Close(why);
-    QCoreApplication::exit(0);
+    QCoreApplication::exit(korvane.Close(why) ? ExitStatus::kClean : ExitStatus::kFailed);
   });
+  // A headless server that cannot serve DNS ends, so that a supervisor sees it.
+  QObject::connect(
+      &korvane, &Application::DnsServiceFailed, &app,
+      [&korvane] {
+        korvane.Close(CloseReason::kFailedStart);
+        QCoreApplication::exit(ExitStatus::kFailed);
+      },
+      Qt::QueuedConnection);
   korvane.Start();
   std::unique_ptr<StallProbe> probe;
   if (line.stallProbe) probe = std::make_unique<StallProbe>(stderr, 0);

@@ -220,8 +220,8 @@ void clDNSRequest::SendAnswer() {
     const std::string message = BuildAnswer(now);
     if (AnsweredRequest* noted = host_.NoteAnswer(FromIP, FromPort, Id)) NoteSources(*noted, now);
     host_.AnswerSent(queries_ > 0 || subRequests_ > 0 ? AnswerSource::kOtherServers
-                     : AA_ || fromLeases_             ? AnswerSource::kOwnRecords
-                                                      : AnswerSource::kCache);
+                     : fromCache_                     ? AnswerSource::kCache
+                                                      : AnswerSource::kOwnRecords);
     SendError error;
     if (!host_.AnswerSocket().Send(FromIP, FromPort, message, LocalAddress, error))
       store_.log.AddLine("SA-WS Error " + std::to_string(error.number) + " " + error.description);

@@ -1,14 +1,17 @@
 // What a request needs of the engine that holds it, and nothing more: the
-// store, the leases, the two sockets, the other pending requests (by
-// serial, for sub-requests), query IDs, chance and the timer. The engine
-// implements it; a test can give a request a small fake instead.
+// store, the leases, the answer socket and the query channels, the other
+// pending requests (by serial, for sub-requests), query IDs, chance, the
+// timer, and who this server is and serves. The engine implements it; a
+// test can give a request a small fake instead.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
-#include "store/lease_source.h"
+#include "dns/query_channel.h"
 #include "dns/recent_answers.h"
+#include "store/lease_source.h"
 #include "store/store.h"
 #include "wire/services.h"
 
@@ -17,7 +20,8 @@ namespace korvane {
 class clDNSRequest;
 
 // Where the answer a client got came from, for the counters the status
-// display samples.
+// display samples. kOwnRecords also covers what the server decides alone:
+// a refusal, a name kept local, a full request table.
 enum class AnswerSource { kOwnRecords, kCache, kOtherServers };
 
 class RequestHost {
@@ -29,8 +33,8 @@ class RequestHost {
   virtual LeaseSource* Leases() = 0;
   // WSDNS, from which answers go to clients.
   virtual DatagramSender& AnswerSocket() = 0;
-  // WSDNS2, from which queries go to other servers.
-  virtual DatagramSender& QuerySocket() = 0;
+  // WSDNS2: the channels queries to other servers leave from.
+  virtual QueryChannels& Channels() = 0;
 
   // A serial no other request of this host has had.
   virtual uint64_t NewSerial() = 0;
@@ -45,7 +49,8 @@ class RequestHost {
   // Calls CheckSub on every request that waits for the sub-request `serial`.
   virtual void SubRequestDone(uint64_t serial) = 0;
 
-  // The ID of the next query to another server.
+  // The ID of the next query to another server: unpredictable, and not the
+  // ID of a query that still waits for its reply.
   virtual int32_t NextQueryId() = 0;
   // Uniform in [0, 1).
   virtual double Random() = 0;
@@ -53,6 +58,12 @@ class RequestHost {
   virtual void EnableTimer() = 0;
   // An answer left for a client; a host that keeps no counters ignores it.
   virtual void AnswerSent(AnswerSource /*source*/) {}
+
+  // True when a query to `address` on the DNS port would reach this server
+  // itself (a forwarding loop); the first time for an address it is logged.
+  virtual bool IsLoop(const std::string& address) = 0;
+  // True when `client` may have names resolved through other servers.
+  virtual bool RecursionAllowed(const std::string& client) const = 0;
   // Where to note the sources of the answer about to leave to client:port
   // with `id`; null (the default) while no one wants them.
   virtual AnsweredRequest* NoteAnswer(const std::string& /*client*/, int /*port*/, int /*id*/) {

@@ -46,7 +46,7 @@ bool ReadsBack(const clDNSRecord& r) {
 
 }  // namespace
 
-void saveCache(StoreContext& ctx) {
+bool saveCache(StoreContext& ctx) {
   try {
     const DateTime now = ctx.clock.Now();
     std::string text = "; Korvane - Cache\n; CACHE-TIME " + FormatDateTime(now) + "\n;\n";
@@ -81,13 +81,13 @@ void saveCache(StoreContext& ctx) {
       text += "\n";
     }
     const std::string path = ctx.PathOf("named.cache");
-    if (!WriteFileAtomically(path, text)) {
-      ErrorInfo why = ErrorOfErrno(errno);
-      ctx.errors.Report("modDNS saveCache", path, why.number, why.description);
-    }
+    if (WriteFileAtomically(path, text)) return true;
+    ErrorInfo why = ErrorOfErrno(errno);
+    ctx.errors.Report("modDNS saveCache", path, why.number, why.description);
   } catch (const std::exception& e) {
     ReportException(ctx.errors, "modDNS saveCache", e);
   }
+  return false;
 }
 
 }  // namespace modDNS

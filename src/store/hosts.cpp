@@ -53,7 +53,8 @@ void LoadPermOld(StoreContext& ctx) {
   try {
     std::optional<std::string> content = ReadWholeFile(ctx.PathOf("perm.dat"));
     if (!content) {
-      ctx.errors.Report("modDNS LoadPermOld", "", ErrorNumber::kFileNotFound, "File not found");
+      ctx.errors.Report("modDNS LoadPermOld", ctx.PathOf("perm.dat"), ErrorNumber::kFileNotFound,
+                        "File not found");
       return;
     }
     for (std::string line : SplitLines(*content)) {

@@ -85,8 +85,9 @@ bool WritePerm(StoreContext& ctx, const std::vector<clPermRec>& entries);
 // has none). nullopt when named.perm cannot be read.
 std::optional<std::vector<clPermRec>> ReadPermEntries(StoreContext& ctx);
 
-// Writes named.cache from the non-permanent, unexpired records.
-void saveCache(StoreContext& ctx);
+// Writes named.cache from the non-permanent, unexpired records. False when it
+// could not be written (reported as "modDNS saveCache").
+bool saveCache(StoreContext& ctx);
 
 // The hosts file named by HOSTS, as permanent A, PTR and CNAME records.
 void LoadHosts(StoreContext& ctx);

@@ -5,6 +5,7 @@
 
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
+#include "wire/ip_network.h"
 #include "wire/text.h"
 
 namespace korvane {
@@ -21,21 +22,9 @@ constexpr std::string_view kArpa = ".in-addr.arpa.";
 // otherwise. The lenient conversions would turn "1.2.3" into 1.2.3.0: a
 // question about an address nobody meant.
 std::optional<std::string> StrictAddress(std::string_view text) {
-  int parts = 0;
-  std::size_t at = 0;
-  while (true) {
-    const std::size_t dot = std::min(text.find('.', at), text.size());
-    const std::string_view part = text.substr(at, dot - at);
-    if (part.empty() || part.size() > 3 ||
-        !std::all_of(part.begin(), part.end(), [](char c) { return c >= '0' && c <= '9'; }) ||
-        std::stoi(std::string(part)) > 255)
-      return std::nullopt;
-    ++parts;
-    if (dot == text.size()) break;
-    at = dot + 1;
-  }
-  if (parts != 4) return std::nullopt;
-  return modIP::CleanIP(text);
+  const std::optional<uint32_t> address = modIP::ParseAddress(text);
+  if (!address) return std::nullopt;
+  return modIP::AddressText(*address);
 }
 
 bool EndsWith(std::string_view text, std::string_view end) {
@@ -85,7 +74,7 @@ CheckedQuery CheckQuery(std::string_view name, int type, std::string_view server
   if (name.empty()) return {};
   CheckedQuery query;
   const std::optional<std::string> address = StrictAddress(text::TrimBlanks(server));
-  if (!address || address->empty())
+  if (!address || *address == "0.0.0.0")
     return Refuse("The server must be an IP address such as 127.0.0.1.");
   query.Server = *address;
   query.Question = name.back() == '.' ? std::string(name) : std::string(name) + ".";

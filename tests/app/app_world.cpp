@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 
+#include <QApplication>
 #include <QElapsedTimer>
 
 namespace {
@@ -36,7 +37,9 @@ void EnsureEventLoop() {
   static int argc = 1;
   static char name[] = "test_app";
   static char* argv[] = {name, nullptr};
-  if (!QCoreApplication::instance()) new QCoreApplication(argc, argv);
+  // Windows need a QApplication; without a display they draw offscreen.
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  if (!QCoreApplication::instance()) new QApplication(argc, argv);
 }
 
 void RunEvents() { QCoreApplication::processEvents(QEventLoop::AllEvents); }
@@ -158,4 +161,14 @@ bool AppWorld::Logged(const std::string& text) const {
   for (const std::string& line : LogTexts())
     if (line == text) return true;
   return false;
+}
+
+std::vector<Received> AppWorld::AskAt(const std::vector<std::string>& addresses, const std::string& name) {
+  UdpClient client;
+  int id = 0;
+  for (const std::string& address : addresses) client.SendTo(address, settings.dnsPort, DnsQuery(++id, name));
+  std::vector<Received> replies;
+  if (std::optional<Received> first = client.Receive()) replies.push_back(*first);
+  for (const Received& more : client.Waiting()) replies.push_back(more);
+  return replies;
 }

@@ -7,6 +7,9 @@
 
 #include <QCoreApplication>
 
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -19,12 +22,31 @@
 
 using namespace korvane;
 
-// The one event loop of the test program, made on first use.
+// The one event loop of the test program (a QApplication), made on first use.
 void EnsureEventLoop();
 // Runs the event loop until `done` holds, for at most five seconds.
 void RunEventsUntil(const std::function<bool()>& done);
 // Runs what is waiting in the event loop now.
 void RunEvents();
+
+// Writes beyond `bytes` fail (EFBIG) while it lives, for root as well.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &saved_);
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit = saved_;
+    limit.rlim_cur = bytes;
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &saved_);
+    signal(SIGXFSZ, SIG_DFL);
+  }
+
+ private:
+  rlimit saved_{};
+};
 
 // A UDP port that is free on every address at the moment of asking.
 int FreeUdpPort();
@@ -87,6 +109,9 @@ class AppWorld : public ::testing::Test {
   // The log window's lines without their date and time.
   std::vector<std::string> LogTexts() const;
   bool Logged(const std::string& text) const;
+  // Asks for the A record of `name` at each address on the DNS port; the
+  // replies that came within the wait for the first.
+  std::vector<Received> AskAt(const std::vector<std::string>& addresses, const std::string& name);
 
   TempDir dir;
   FakeClock clock;

@@ -2,74 +2,102 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <vector>
+
+#include "support/fakes.h"
 
 using namespace korvane;
 
 namespace {
 
-modMain::ParseResult Parse(std::initializer_list<const char*> words) {
-  QStringList arguments{"korvane"};
-  for (const char* word : words) arguments << word;
-  return modMain::ParseCommandLine(arguments);
-}
+using modMain::CommandLine;
+using Action = CommandLine::Action;
 
-TEST(CommandLine, OptionsAndTheirValues) {
-  modMain::ParseResult none = Parse({});
-  ASSERT_FALSE(none.exitCode);
-  EXPECT_FALSE(none.line.headless);
-  EXPECT_EQ(none.line.dnsPort, 53);
-  EXPECT_EQ(none.line.dhcpPort, 67);
-  EXPECT_EQ(none.line.folder, "");
+struct Expected {
+  Action action = Action::kRun;
+  std::string folder = "{default}";
+  int dnsPort = 53;
+  int dhcpPort = 67;
+  bool headless = false;
+  bool quiet = false;
+  bool stallProbe = false;
+};
 
-  modMain::ParseResult all = Parse({"--headless", "--quiet", "--dir", "/tmp/x", "--dns-port",
-                                    "5353", "--dhcp-port=6767", "--stall-probe"});
-  ASSERT_FALSE(all.exitCode) << all.output;
-  EXPECT_TRUE(all.line.headless);
-  EXPECT_TRUE(all.line.quiet);
-  EXPECT_TRUE(all.line.stallProbe);
-  EXPECT_EQ(all.line.folder, "/tmp/x");
-  EXPECT_EQ(all.line.dnsPort, 5353);
-  EXPECT_EQ(all.line.dhcpPort, 6767);
-}
+struct Case {
+  std::vector<std::string> arguments;
+  std::string error;  // "" when the command line is taken
+  Expected expected = {};
+};
 
-TEST(CommandLine, HelpAndVersionEndAtOnceOnStandardOutput) {
-  for (const char* word : {"--help", "--version"}) {
-    modMain::ParseResult result = Parse({word});
-    ASSERT_TRUE(result.exitCode) << word;
-    EXPECT_EQ(*result.exitCode, 0);
-    EXPECT_FALSE(result.toStandardError);
-  }
-  EXPECT_TRUE(Parse({"--version"}).output.starts_with("Korvane 1."));
-  EXPECT_TRUE(Parse({"--help"}).output.starts_with("Usage: korvane"));
-  // The benchmark's probe is not advertised.
-  EXPECT_EQ(Parse({"--help"}).output.find("stall"), std::string::npos);
-}
-
-TEST(CommandLine, AUsageErrorNamesWhatWasWrongAndExitsWith2) {
-  struct Case {
-    std::initializer_list<const char*> words;
-    const char* named;
-  } cases[] = {
-      {{"--bogus"}, "bogus"},
-      {{"--dns-port"}, "dns-port"},
-      {{"--dns-port", "0"}, "'0'"},
-      {{"--dns-port", "65536"}, "'65536'"},
-      {{"--dhcp-port", "67x"}, "'67x'"},
-      {{"--dhcp-port", "-1"}, "dhcp-port"},
-      {{"--dir", ""}, "--dir"},
-      {{"stray"}, "'stray'"},
+TEST(CommandLine, TakesTheOptionsOrSaysWhichIsWrongAndWhy) {
+  TempDir folder, other;
+  const Case cases[] = {
+      {{}, ""},
+      {{"--headless", "--quiet"}, "", {.headless = true, .quiet = true}},
+      {{"--stall-probe"}, "", {.stallProbe = true}},
+      {{"--dir", "{dir}"}, "", {.folder = "{dir}"}},
+      {{"--dir={dir}/"}, "", {.folder = "{dir}"}},
+      {{"--dir", "{dir}/./"}, "", {.folder = "{dir}"}},
+      {{"-dir", "{dir}", "--dir", "{other}"}, "", {.folder = "{other}"}},
+      {{"--dns-port", "5353", "--dhcp-port=6767"}, "", {.dnsPort = 5353, .dhcpPort = 6767}},
+      {{"--dns-port", "1"}, "", {.dnsPort = 1}},
+      {{"--dns-port", "65535"}, "", {.dnsPort = 65535}},
+      {{"--check", "--dir", "{dir}"}, "", {.action = Action::kCheck, .folder = "{dir}"}},
+      {{"--version"}, "", {.action = Action::kVersion}},
+      {{"--check", "--help", "--version"}, "", {.action = Action::kHelp}},
+      {{"--dns-port", "99999"}, "--dns-port: 99999 is not a port"},
+      {{"--dns-port", "0"}, "--dns-port: 0 is not a port"},
+      {{"--dhcp-port=-67"}, "--dhcp-port: -67 is not a port"},
+      {{"--dhcp-port", "+67"}, "--dhcp-port: +67 is not a port"},
+      {{"--dns-port", "53x"}, "--dns-port: 53x is not a port"},
+      {{"--dns-port="}, "--dns-port: a port number is missing"},
+      {{"--dns-port"}, "--dns-port: a port number is missing"},
+      {{"--headless", "--dir"}, "--dir: a folder is missing"},
+      {{"--dir="}, "--dir: a folder is missing"},
+      {{"--dir", "{dir}/none"}, "--dir: {dir}/none is not a folder"},
+      {{"--dir", "{dir}/file"}, "--dir: {dir}/file is not a folder"},
+      {{"--bogus"}, "--bogus: unknown option"},
+      {{"--headless", "-x"}, "-x: unknown option"},
+      {{"--headless=yes"}, "Unexpected value after '--headless'."},
+      {{"run"}, "run: unexpected argument"},
   };
+  folder.Write("file", "");
+  auto fill = [&](std::string text) {
+    for (const auto& [mark, value] :
+         {std::pair{std::string("{dir}"), folder.path()}, std::pair{std::string("{other}"), other.path()},
+          std::pair{std::string("{default}"), folder.path() + "/default"}}) {
+      for (std::size_t at; (at = text.find(mark)) != std::string::npos;) text.replace(at, mark.size(), value);
+    }
+    return text;
+  };
+  std::filesystem::create_directory(folder.File("default"));
   for (const Case& c : cases) {
-    modMain::ParseResult result = Parse(c.words);
-    SCOPED_TRACE(*c.words.begin());
-    ASSERT_TRUE(result.exitCode);
-    EXPECT_EQ(*result.exitCode, 2);
-    EXPECT_TRUE(result.toStandardError);
-    EXPECT_TRUE(result.output.starts_with("korvane: ")) << result.output;
-    EXPECT_NE(result.output.find(c.named), std::string::npos) << result.output;
-    EXPECT_NE(result.output.find("Usage: korvane"), std::string::npos);
+    QStringList arguments{"korvane"};
+    std::string shown;
+    for (const std::string& argument : c.arguments) {
+      arguments << QString::fromStdString(fill(argument));
+      shown += " " + argument;
+    }
+    modMain::ParsedCommandLine parsed = modMain::ParseCommandLine(arguments, fill("{default}"));
+    EXPECT_EQ(parsed.error, fill(c.error)) << shown;
+    ASSERT_EQ(parsed.commandLine.has_value(), c.error.empty()) << shown;
+    if (!parsed.commandLine) continue;
+    const CommandLine& line = *parsed.commandLine;
+    EXPECT_EQ(line.action, c.expected.action) << shown;
+    EXPECT_EQ(line.folder, fill(c.expected.folder)) << shown;
+    EXPECT_EQ(line.dnsPort, c.expected.dnsPort) << shown;
+    EXPECT_EQ(line.dhcpPort, c.expected.dhcpPort) << shown;
+    EXPECT_EQ(line.headless, c.expected.headless) << shown;
+    EXPECT_EQ(line.quiet, c.expected.quiet) << shown;
+    EXPECT_EQ(line.stallProbe, c.expected.stallProbe) << shown;
   }
+}
+
+// The benchmark's probe is not advertised.
+TEST(CommandLine, UsageLeavesTheStallProbeOut) {
+  EXPECT_EQ(std::string(modMain::UsageText()).find("stall"), std::string::npos);
 }
 
 }  // namespace

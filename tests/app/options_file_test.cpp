@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <limits>
 
+#include "store/options_form.h"
 #include "support/fakes.h"
 
 using namespace korvane;
@@ -82,20 +83,27 @@ TEST(OptionsFile, ReadsEachKeyAsSpecified) {
   }
 }
 
-TEST(OptionsFile, UnreadableFileKeepsDefaultsAndIsReported) {
+TEST(OptionsFile, UnreadableFileKeepsDefaultsAndIsReportedWithItsPathAndReason) {
   TempDir dir;
   std::filesystem::create_directory(dir.File("folder"));
-  for (const std::string& path : {dir.File("korvane.ini"), dir.File("folder")}) {
+  struct Case {
+    std::string path;
+    int number;
+    std::string description;
+  } cases[] = {{dir.File("korvane.ini"), ErrorNumber::kFileNotFound, "File not found"},
+               {dir.File("folder"), ErrorNumber::kDeviceIO, "Is a directory"}};
+  for (const Case& c : cases) {
     Options options;
     options.NAME = "stale";
     options.NS = {"1.1.1.1"};
     RecordingErrorReporter errors;
-    LoadOptions(path, options, errors);
+    LoadOptions(c.path, options, errors);
     ExpectSame(Defaults(), options);
-    ASSERT_EQ(errors.errors.size(), 1u) << path;
+    ASSERT_EQ(errors.errors.size(), 1u) << c.path;
     EXPECT_EQ(errors.errors[0].tag, "modMain LoadOptions");
-    EXPECT_EQ(errors.errors[0].number, ErrorNumber::kFileNotFound);
-    EXPECT_EQ(errors.errors[0].description, "File not found");
+    EXPECT_EQ(errors.errors[0].additional, c.path);
+    EXPECT_EQ(errors.errors[0].number, c.number);
+    EXPECT_EQ(errors.errors[0].description, c.description);
   }
 }
 
@@ -150,6 +158,70 @@ TEST(OptionsFile, DefaultsWriteOnlyTheHostsTTLLineAndAMissingFolderFails) {
   ASSERT_TRUE(SaveOptions(dir.File("korvane.ini"), Options{}));
   EXPECT_EQ(dir.Read("korvane.ini"), "HostsTTL: 3600\n");
   EXPECT_FALSE(SaveOptions(dir.File("no/such/korvane.ini"), Options{}));
+}
+
+// Whatever is typed into the options dialog, the file it makes reads back
+// as the options it was made from.
+TEST(OptionsFile, HostileDialogFieldsReadBackUnchanged) {
+  struct Case {
+    const char* label;
+    void (*fill)(modMain::OptionsForm&);
+  } cases[] = {
+      {"line breaks try to add settings",
+       [](modMain::OptionsForm& f) {
+         f.name = "ns\nNS: 6.6.6.6";
+         f.hosts = "/etc/hosts\nRecursionOut: YES\r\nNS: 6.6.6.6\r";
+         f.bind = "127.0.0.1\nDNSBind: 6.6.6.6";
+         f.servers = {"10.0.0.1\nWriteLog: YES", "\r\n"};
+       }},
+      {"blanks, tabs and control characters around the path",
+       [](modMain::OptionsForm& f) { f.hosts = std::string("\t \x01/srv/My Hosts\0 \t", 22); }},
+      {"colons and key-like text in the path",
+       [](modMain::OptionsForm& f) { f.hosts = "NS: 1.2.3.4:Hosts: /x"; }},
+      {"a path that is only blanks", [](modMain::OptionsForm& f) { f.hosts = " \t "; }},
+      {"non-ASCII everywhere",
+       [](modMain::OptionsForm& f) {
+         f.name = "s\xc3\xa9rveur.example";
+         f.hosts = "/tmp/h\xc3\xb6sts \xe2\x80\x8b";
+         f.bind = "\xef\xbc\x91.2.3.4";
+       }},
+      {"names that clean to nothing or to dots",
+       [](modMain::OptionsForm& f) { f.name = " ..._.. "; }},
+      {"addresses out of range and half written",
+       [](modMain::OptionsForm& f) {
+         f.bind = "999.1.1.1";
+         f.servers = {"1.2.3", "-1.-2.-3.-4", "1e3.1.1.1", "0.0.0.0", "nonsense", "10.0.0.1", "10.0.0.1"};
+       }},
+      {"TTLs at and beyond the ends",
+       [](modMain::OptionsForm& f) {
+         f.hostsTTL = std::numeric_limits<int32_t>::max();
+         f.cacheTTL = std::numeric_limits<int32_t>::min();
+       }},
+      {"negative host TTL and the smallest cache time",
+       [](modMain::OptionsForm& f) {
+         f.hostsTTL = -1;
+         f.cacheTTL = 1;
+       }},
+      {"every switch on", [](modMain::OptionsForm& f) { f.autoCNAME = f.writeLog = f.recursionOut = true; }},
+      {"a very long path",
+       [](modMain::OptionsForm& f) { f.hosts = "/" + std::string(100000, 'x'); }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.label);
+    modMain::OptionsForm form;
+    c.fill(form);
+    Options made = modMain::OptionsFromForm(Options{}, form);
+    TempDir dir;
+    ASSERT_TRUE(SaveOptions(dir.File("korvane.ini"), made));
+    Options back;
+    RecordingErrorReporter errors;
+    LoadOptions(dir.File("korvane.ini"), back, errors);
+    ExpectSame(made, back);
+    // Opened again and closed with OK, the dialog changes nothing.
+    ExpectSame(made, modMain::OptionsFromForm(back, modMain::FormFromOptions(back)));
+    EXPECT_TRUE(errors.errors.empty());
+    for (const std::string& server : made.NS) EXPECT_NE(server, "6.6.6.6");
+  }
 }
 
 }  // namespace

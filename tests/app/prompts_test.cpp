@@ -19,24 +19,32 @@ using namespace korvane;
 
 namespace {
 
-TEST(HeadlessMessageBoxes, PrintsTheTextAndTakesTheCautiousAnswer) {
+TEST(HeadlessMessageBoxes, TakeTheCautiousAnswerAndPrintNoQuestion) {
+  const std::string error =
+      "An error has occured in Korvane!\n\nError: 53 File not found\n\nA support file...\n\n"
+      "Review the support file with text editor now ?";
   struct Case {
+    std::string text;
     MessageButtons buttons;
     MessageAnswer answer;
-  } cases[] = {{MessageButtons::OK, MessageAnswer::OK},
-               {MessageButtons::OKCancel, MessageAnswer::Cancel},
-               {MessageButtons::YesNo, MessageAnswer::No}};
+    std::string printed;
+  } cases[] = {
+      {"Could not start DNS service!\n\nPort used by other DNS server.", MessageButtons::OK,
+       MessageAnswer::OK, "Could not start DNS service!\n\nPort used by other DNS server.\n"},
+      {error, MessageButtons::YesNo, MessageAnswer::No,
+       "An error has occured in Korvane!\n\nError: 53 File not found\n\nA support file...\n"},
+      {"Exit Korvane ?", MessageButtons::YesNo, MessageAnswer::No, ""},
+      {"Discard the changes?", MessageButtons::OKCancel, MessageAnswer::Cancel, ""},
+  };
   for (const Case& c : cases) {
     char* text = nullptr;
     size_t size = 0;
     std::FILE* out = open_memstream(&text, &size);
     ASSERT_NE(out, nullptr);
     HeadlessMessageBoxes boxes(out);
-    EXPECT_EQ(boxes.Show("Exit Korvane ?\nsecond line", c.buttons, MessageIcon::Question, false,
-                         false),
-              c.answer);
+    EXPECT_EQ(boxes.Show(c.text, c.buttons, MessageIcon::Question, false, false), c.answer);
     std::fclose(out);
-    EXPECT_EQ(std::string(text, size), "Exit Korvane ?\nsecond line\n");
+    EXPECT_EQ(std::string(text, size), c.printed);
     std::free(text);
   }
 }

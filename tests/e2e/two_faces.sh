@@ -60,4 +60,28 @@ kv_check "windowed: SIGTERM exits 0 (got $KV_RC)" [ "$KV_RC" = 0 ]
 kv_check "windowed: closed without the question, the reason logged" \
     last_logged "Program was closed through a termination signal."
 kv_check "windowed: the cache file was written" [ -f "$DIR/named.cache" ]
+
+# --- the DNS port held by another program: headless ends with status 1, the
+# window stays, paused, with its box, until it is closed
+python3 -c 'import socket, time; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(("0.0.0.0", 0)); print(s.getsockname()[1], flush=True); time.sleep(120)' \
+    >"$KV_TMP/holder.port" &
+kv_track $!
+kv_wait_grep "$KV_TMP/holder.port" "" 1 5
+PORT=$(head -n1 "$KV_TMP/holder.port")
+"$KV_BIN" --headless --dir "$DIR" --dns-port "$PORT" >"$KV_TMP/taken.out" 2>&1
+RC=$?
+kv_check "port taken, headless: exit status 1 (got $RC)" [ "$RC" = 1 ]
+DISPLAY=$KV_DISPLAY "$KV_BIN" --dir "$DIR" --dns-port "$PORT" >"$KV_TMP/taken-w.out" 2>&1 &
+PID=$!
+kv_track $PID
+box_open() { timeout 10 env DISPLAY="$KV_DISPLAY" xdotool search --sync --name '^Korvane$' | [ "$(wc -l)" -ge 2 ]; }
+if command -v xdotool >/dev/null; then
+    kv_check "port taken, windowed: the window and its box are open" box_open
+fi
+sleep 1
+kv_check "port taken, windowed: still running" kill -0 $PID
+kv_check "port taken, windowed: the failure and its reason logged" \
+    grep -q "Address already in use: port $PORT is used by python3" "$DIR"/logs/*.log
+kv_stop_korvane $PID
+kv_check "port taken, windowed: SIGTERM with the box open exits 0 (got $KV_RC)" [ "$KV_RC" = 0 ]
 kv_finish

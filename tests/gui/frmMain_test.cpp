@@ -4,11 +4,14 @@
 
 #include <QCloseEvent>
 #include <QDesktopServices>
+#include <QLabel>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QTimer>
 #include <QStatusBar>
+#include <QTextBrowser>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -127,15 +130,83 @@ TEST_F(FrmMainTest, PauseAndStartThroughTheMenuCloseAndBindTheRealSocket) {
   EXPECT_FALSE(ReplyTo(client, 3).empty());
 }
 
+// True when some pixel of the icon has colour, false when it is grey.
+bool Coloured(const QIcon& icon) {
+  const QImage image = icon.pixmap(32, 32).toImage();
+  for (int y = 0; y < image.height(); ++y)
+    for (int x = 0; x < image.width(); ++x) {
+      const QColor c = image.pixelColor(x, y);
+      if (c.alpha() > 0 && std::abs(c.red() - c.blue()) > 40) return true;
+    }
+  return false;
+}
+
 TEST_F(FrmMainTest, AFailedBindLeavesTheWindowPausedWithItsBoxAndUsable) {
   settings.dnsPort = FreeUdpPort();
   Open("DNSBind: 192.0.2.1\n", kRecords);
-  EXPECT_EQ(boxes.Texts(), Strings{"Could not start DNS service on 192.0.2.1"});
+  const std::string reason = "Cannot assign requested address: 192.0.2.1 is not an address of this machine";
+  // The box's own text, then the reason, once.
+  EXPECT_EQ(boxes.Texts(), Strings{"Could not start DNS service on 192.0.2.1\n\n" + reason});
   EXPECT_EQ(boxes.shown[0].icon, MessageIcon::Exclamation);
   EXPECT_EQ(Entry("mnuStartStop")->text(), "&Start Server");
+  auto* state = window->statusBar()->findChild<QLabel*>("lblState");
+  ASSERT_TRUE(state);
+  EXPECT_EQ(state->text(), "DNS service not started");
+  EXPECT_EQ(state->toolTip().toStdString(), reason);
+  EXPECT_FALSE(Coloured(window->SysTray()->TrayIcon()));
   Choose("mnuViewW2");
   Choose("mnuViewW1");
   EXPECT_TRUE(window->ListDNS()->isVisible());
+
+  // Options corrected and started: the state follows at once, without
+  // waiting for a sample.
+  Options fixed = app->options();
+  fixed.DNSBIND = "127.0.0.1";
+  ASSERT_TRUE(app->ApplyOptions(fixed));
+  Choose("mnuStartStop");
+  EXPECT_EQ(state->text(), "Running");
+  EXPECT_EQ(state->toolTip(), "");
+  EXPECT_TRUE(Coloured(window->SysTray()->TrayIcon()));
+  EXPECT_EQ(boxes.shown.size(), 1u);
+}
+
+TEST_F(FrmMainTest, BrokenOptionsAndRecordFilesLeaveTheWindowRunningAndUsable) {
+  settings.dnsPort = FreeUdpPort();
+  Open(std::string("DNSBind: 127.0.0.1\nHostsTTL: 99999999999999999999\nNS: 999.1.1.1\n\0\xff\xfe: (", 70),
+       kRecords + "bad.example.test. 3600 MX (10\nmail.example.test. 3600 A 10.1.2.9\n\xff\x01 A A A\n");
+  EXPECT_TRUE(app->ServerStarted());
+  EXPECT_EQ(window->StatusTexts().value(0), "Running");
+  EXPECT_FALSE(app->records().Named("www.example.test.").empty());
+  for (const char* entry : {"mnuViewW2", "mnuViewW1", "mnuReload", "mnuClearWindow"}) Choose(entry);
+  EXPECT_TRUE(window->ListDNS()->isVisible());
+  EXPECT_TRUE(app->ServerStarted());
+  EXPECT_TRUE(boxes.shown.empty());
+}
+
+TEST_F(FrmMainTest, OptionsOpenModalOverTheWindowAndTheirHelpShowsTheOptionsPage) {
+  Open("", kRecords);
+  const std::string before = dir.Read("korvane.ini");
+  QString owner, help;
+  QTimer::singleShot(0, [&] {
+    QWidget* dialog = QApplication::activeModalWidget();
+    ASSERT_TRUE(dialog);
+    owner = dialog->objectName() + " over " + dialog->parentWidget()->objectName();
+    dialog->findChild<QPushButton*>("cmdHelp")->click();
+    // The help window belongs to the dialog, so the modal dialog does not block it.
+    auto* browser = dialog->findChild<QTextBrowser*>("txtHelp");
+    if (browser && browser->isVisible()) help = browser->toPlainText();
+    dialog->findChild<QPushButton*>("cmdCancel")->click();
+  });
+  Choose("mnuOptions");
+  EXPECT_EQ(owner, "frmOptions over frmMain");
+  EXPECT_TRUE(help.contains("Hosts file records TTL")) << help.toStdString();
+  EXPECT_TRUE(help.contains("RecursionFrom")) << help.toStdString();
+  EXPECT_EQ(dir.Read("korvane.ini"), before);
+  // The help window went with the dialog; the Help menu opens one of the window's.
+  Choose("mnuHelpDHCP");
+  auto* browser = window->findChild<QTextBrowser*>("txtHelp");
+  ASSERT_TRUE(browser);
+  EXPECT_TRUE(browser->isVisible());
 }
 
 TEST_F(FrmMainTest, TheCloseQuestionNoKeepsTheProgramYesSavesCacheAndLeases) {

@@ -1,0 +1,174 @@
+#include "app/bind_failure.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <sstream>
+
+#include "store/files.h"
+
+namespace korvane {
+
+namespace modMain {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A 32-bit word of an address as the kernel prints it in /proc/net/udp*.
+std::string TableWord(uint32_t raw) {
+  char text[9];
+  std::snprintf(text, sizeof text, "%08X", raw);
+  return text;
+}
+
+std::optional<std::string> TableAddress(const std::string& address) {
+  in_addr parsed{};
+  if (inet_pton(AF_INET, address.c_str(), &parsed) != 1) return std::nullopt;
+  return TableWord(parsed.s_addr);
+}
+
+bool Blocks(std::string_view entry, const std::optional<std::string>& ours) {
+  const std::string any4 = TableWord(0);
+  if (entry.size() == 8) return !ours || entry == any4 || entry == *ours;
+  if (entry.size() != 32) return false;
+  // A v6 socket stands in the way only on all addresses or on a v4-mapped one.
+  if (entry == std::string(32, '0')) return true;
+  if (entry.substr(0, 16) != std::string(16, '0') || entry.substr(16, 8) != TableWord(htonl(0xffff)))
+    return false;
+  return !ours || entry.substr(24) == *ours || entry.substr(24) == any4;
+}
+
+std::vector<uint64_t> InodesInTheWay(const std::string& address, int port, const std::string& procRoot) {
+  std::vector<uint64_t> inodes;
+  for (const char* table : {"/net/udp", "/net/udp6"}) {
+    if (std::optional<std::string> text = ReadWholeFile(procRoot + table)) {
+      std::vector<uint64_t> found = BlockingSocketInodes(*text, address, port);
+      inodes.insert(inodes.end(), found.begin(), found.end());
+    }
+  }
+  return inodes;
+}
+
+std::string InUseReason(const std::string& address, int port, const std::string& procRoot) {
+  const std::vector<uint64_t> inodes = InodesInTheWay(address, port, procRoot);
+  std::string holder = "another program";
+  if (std::optional<PortHolder> process = ProcessHolding(inodes, procRoot))
+    holder = process->name + " (pid " + std::to_string(process->pid) + ")";
+  return "Address already in use: port " + std::to_string(port) + " is used by " + holder;
+}
+
+int UnprivilegedPortStart(const std::string& procRoot) {
+  std::optional<std::string> text = ReadWholeFile(procRoot + "/sys/net/ipv4/ip_unprivileged_port_start");
+  int start = 0;
+  if (text && std::sscanf(text->c_str(), "%d", &start) == 1) return start;
+  return 1024;
+}
+
+// Root has every capability; others may have been given this one.
+bool MayBindLowPorts(const std::string& procRoot) {
+  constexpr unsigned long long kNetBindService = 1ull << 10;
+  std::istringstream status(ReadWholeFile(procRoot + "/self/status").value_or(""));
+  for (std::string line; std::getline(status, line);) {
+    unsigned long long capabilities = 0;
+    if (std::sscanf(line.c_str(), "CapEff: %llx", &capabilities) == 1)
+      return (capabilities & kNetBindService) != 0;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<uint64_t> BlockingSocketInodes(std::string_view table, const std::string& address,
+                                           int port) {
+  std::optional<std::string> ours;
+  if (!address.empty()) {
+    ours = TableAddress(address);
+    if (!ours) return {};
+  }
+  std::vector<uint64_t> inodes;
+  std::istringstream lines{std::string(table)};
+  std::string line;
+  std::getline(lines, line);  // the heading
+  while (std::getline(lines, line)) {
+    std::istringstream fields(line);
+    std::string slot, local, remote, state, queues, timer, retransmits, uid, timeout;
+    uint64_t inode = 0;
+    if (!(fields >> slot >> local >> remote >> state >> queues >> timer >> retransmits >> uid >>
+          timeout >> inode))
+      continue;
+    const std::size_t colon = local.find(':');
+    if (colon == std::string::npos) continue;
+    unsigned long localPort = std::strtoul(local.c_str() + colon + 1, nullptr, 16);
+    if (static_cast<int>(localPort) != port || inode == 0) continue;
+    if (Blocks(std::string_view(local).substr(0, colon), ours)) inodes.push_back(inode);
+  }
+  return inodes;
+}
+
+std::optional<PortHolder> ProcessHolding(const std::vector<uint64_t>& inodes,
+                                         const std::string& procRoot) {
+  if (inodes.empty()) return std::nullopt;
+  std::vector<int> pids;
+  std::error_code error;
+  for (const fs::directory_entry& entry : fs::directory_iterator(procRoot, error)) {
+    const std::string name = entry.path().filename().string();
+    const bool digits = std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+    if (!name.empty() && digits) pids.push_back(std::atoi(name.c_str()));
+  }
+  std::sort(pids.begin(), pids.end());
+  for (int pid : pids) {
+    const std::string folder = procRoot + "/" + std::to_string(pid);
+    // A process may end, or be out of our sight, while we look: skip it.
+    for (const fs::directory_entry& fd : fs::directory_iterator(folder + "/fd", error)) {
+      std::error_code linkError;
+      const std::string target = fs::read_symlink(fd.path(), linkError).string();
+      unsigned long long inode = 0;
+      if (linkError || std::sscanf(target.c_str(), "socket:[%llu]", &inode) != 1) continue;
+      if (std::find(inodes.begin(), inodes.end(), inode) == inodes.end()) continue;
+      std::string name = ReadWholeFile(folder + "/comm").value_or("?");
+      while (!name.empty() && (name.back() == '\n' || name.back() == ' ')) name.pop_back();
+      return PortHolder{name, pid};
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> BindObstacle(const std::string& address, int port,
+                                        const std::string& procRoot) {
+  if (port > 0 && port < UnprivilegedPortStart(procRoot) && !MayBindLowPorts(procRoot))
+    return BindFailureReason(EACCES, address, port, procRoot);
+  if (!InodesInTheWay(address, port, procRoot).empty())
+    return BindFailureReason(EADDRINUSE, address, port, procRoot);
+  return std::nullopt;
+}
+
+std::string BindFailureReason(int errnum, const std::string& address, int port,
+                              const std::string& procRoot) {
+  switch (errnum) {
+    case EACCES:
+    case EPERM: {
+      const int start = UnprivilegedPortStart(procRoot);
+      if (port < start)
+        return "Permission denied: ports below " + std::to_string(start) +
+               " need root or cap_net_bind_service";
+      return "Permission denied";
+    }
+    case EADDRINUSE:
+      return InUseReason(address, port, procRoot);
+    case EADDRNOTAVAIL:
+      return "Cannot assign requested address: " + address + " is not an address of this machine";
+    default:
+      return std::strerror(errnum);
+  }
+}
+
+}  // namespace modMain
+
+}  // namespace korvane

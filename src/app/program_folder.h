@@ -1,0 +1,47 @@
+// What the start loads from the program folder, and what in the folder would
+// keep the server from running as configured. Shared by the start sequence
+// and by `korvane --check`.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "dhcp/dhcp_server.h"
+#include "store/options.h"
+#include "store/store.h"
+
+namespace korvane {
+
+namespace modMain {
+
+struct FolderLoad {
+  bool rootHintsUnread = false;  // named.root could not be read
+};
+
+// The loading steps of the start, in order: the options (a missing
+// korvane.ini is one log line and the defaults, not an error), the records
+// (a named.root that cannot be read is logged), the cache file and the
+// lease file.
+FolderLoad LoadProgramFolder(StoreContext& store, Options& options, DhcpServer& dhcp);
+
+// Whether the root hints are needed: names outside the own domains are
+// resolved from them unless external servers are used.
+bool RootHintsNeeded(const Options& options);
+
+// The line that says the folder cannot be written (no file can be made in
+// it), naming the system's reason; nullopt when it can be written.
+std::optional<std::string> FolderWriteProblem(const std::string& folder);
+
+// One line for each DHCP pool of named.perm that lies on none of this
+// machine's networks (store.LocalIPs): no DHCP service is started for it.
+std::vector<std::string> PoolsOnNoInterface(StoreContext& store);
+
+// The line that says DNSBIND is not an address of this machine (neither in
+// `localIPs` nor a loopback address); nullopt when it is, or is empty.
+std::optional<std::string> DnsBindProblem(const std::string& address,
+                                          const std::vector<std::string>& localIPs);
+
+}  // namespace modMain
+
+}  // namespace korvane

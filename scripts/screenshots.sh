@@ -4,8 +4,8 @@
 # questions, gets it a DHCP lease (as root: a real udhcpc client in a network
 # namespace; otherwise a lease written into dhcp.dat before the start), and
 # saves PNGs of the main window (log view, lease view, a menu), About, the
-# options dialog, and the record editor with each
-# of its dialogs into docs/screenshots/.
+# options dialog, the record editor with each of its dialogs, and the look-up
+# tool with an answer into docs/screenshots/.
 #
 #   scripts/screenshots.sh [build folder, default build]
 set -u
@@ -87,6 +87,25 @@ key Escape
 key alt+h a
 ABOUT=$(window_named '^About Korvane$')
 [ -n "$ABOUT" ] && shot "$ABOUT" about.png && key_in "$ABOUT" Escape
+# Typed through the keyboard itself (not sent to a window): a key sent to the
+# main window while the menu opens the tool kept repeating into its name field.
+xdotool windowfocus --sync "$WID" 2>/dev/null
+xdotool key alt+t; sleep 0.6
+xdotool key d; sleep 0.6
+LOOKUP=$(window_named '^Korvane - DNS Look Up$')
+if [ -n "$LOOKUP" ]; then
+    xdotool windowfocus --sync "$LOOKUP" 2>/dev/null
+    # The "a" that opened About is still down for the server: let it go first.
+    xdotool keyup a
+    xdotool type --window "$LOOKUP" --delay 120 "office.example"
+    xdotool key Return; sleep 1
+    shot "$LOOKUP" lookup.png
+    key_in "$LOOKUP" alt+x
+else
+    echo "the look-up window did not open: lookup.png not taken" >&2
+    exit 1
+fi
+
 key alt+t o
 OPTIONS=$(window_named '^Korvane - Options$')
 if [ -n "$OPTIONS" ]; then

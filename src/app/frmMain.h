@@ -17,6 +17,7 @@
 #include "app/application.h"
 #include "app/frmMain_status.h"
 #include "app/prompts.h"
+#include "tools/frmQuery.h"
 
 namespace korvane {
 
@@ -52,6 +53,8 @@ class frmMain : public QMainWindow {
   void ShowRecordEditor();
   modEditor::frmPerm* RecordEditor() const;
   void ShowLookUp();
+  // The look-up window once it has been opened (null before).
+  modQuery::frmQuery* LookUp() const { return lookUp_; }
 
   // Rebuilds listDHCP from the active leases.
   void DHCPRefresh();
@@ -130,6 +133,7 @@ class frmMain : public QMainWindow {
   QAction* mnuViewW2_ = nullptr;
   QPointer<frmAbout> splash_;
   QPointer<modEditor::frmPerm> recordEditor_;
+  QPointer<modQuery::frmQuery> lookUp_;  // made on first use, kept while the window lives
   StatusBarFields status_;
   StatusSample lastSample_;
   QTimer statusTimer_;

@@ -10,6 +10,7 @@
 #include "app/log_view.h"
 #include "controls/ColList.h"
 #include "editor/frmPerm.h"
+#include "tools/frmQuery.h"
 #include "wire/datetime.h"
 
 namespace korvane {
@@ -102,7 +103,12 @@ void frmMain::ShowRecordEditor() {
 
 modEditor::frmPerm* frmMain::RecordEditor() const { return recordEditor_; }
 
-void frmMain::ShowLookUp() {}
+void frmMain::ShowLookUp() {
+  if (!lookUp_) lookUp_ = new modQuery::frmQuery(app_, this);
+  lookUp_->show();
+  lookUp_->raise();
+  lookUp_->activateWindow();
+}
 
 void frmMain::DHCPRefresh() {
   // The selection follows its client through the redraw.

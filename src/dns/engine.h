@@ -131,6 +131,15 @@ class DnsEngine : private RequestHost {
   int32_t TickCounter() const { return tickCounter_; }
   const DnsCounters& Counters() const { return counters_; }
 
+  // Keeps the sources of the last answers while on (a look-up window is
+  // open); off, nothing is kept.
+  void TrackAnswerSources(bool on) { recent_.Enable(on); }
+  // What was noted of the answer to client:port with `id`; null when
+  // nothing was (tracking off, or the answer is long gone).
+  const AnsweredRequest* AnswerSources(const std::string& client, int port, int id) const {
+    return recent_.Find(client, port, id);
+  }
+
  private:
   class Entry;
 
@@ -151,6 +160,9 @@ class DnsEngine : private RequestHost {
   void AnswerSent(AnswerSource source) override;
   bool IsLoop(const std::string& address) override;
   bool RecursionAllowed(const std::string& client) const override;
+  AnsweredRequest* NoteAnswer(const std::string& client, int port, int id) override {
+    return recent_.Add(client, port, id);
+  }
 
   void RunProcReq(const std::string& host, int port, std::string_view data,
                   const std::string& localAddress);
@@ -202,6 +214,7 @@ class DnsEngine : private RequestHost {
   uint64_t nextSerial_ = 1;
   DnsCounters counters_;
 
+  RecentAnswers recent_;
   bool busy_ = false;            // a call from outside is running
   bool pauseDeferred_ = false;   // Pause() came nested: drop the requests on return
   bool busyLogged_ = false;

@@ -212,6 +212,7 @@ void clDNSRequest::AddLeaseAnswers(DateTime now) {
       record.Name = currentName_;
       record.Data = modIP::IPToData(lease.IPaddr);
       record.SetTTL(remaining(lease.Expires), now);
+      record.Origin = RecordOrigin::kLease;
       SectionAdd(2, record);
     }
   } else if (RecType == RecordType::kPTR && EndsWith(currentName_, ".in-addr.arpa.")) {
@@ -222,6 +223,7 @@ void clDNSRequest::AddLeaseAnswers(DateTime now) {
       record.Name = currentName_;
       record.Data = lease.ClientName;
       record.SetTTL(remaining(lease.Expires), now);
+      record.Origin = RecordOrigin::kLease;
       SectionAdd(2, record);
     }
   }

@@ -165,6 +165,8 @@ class clDNSRequest {
   void AppendRecord(std::string& message, const clDNSRecord& record, int section, DateTime now);
   void AddReferral();
   std::string BuildAnswer(DateTime now);
+  // Notes where each answer record came from.
+  void NoteSources(AnsweredRequest& noted, DateTime now) const;
   // False when the query could not leave (logged as "XR-WS Error"), with
   // the system's reason in `failure`.
   bool SendQuery(const clNServ& server, std::string& failure);
@@ -184,6 +186,7 @@ class clDNSRequest {
   // External resolution state.
   std::vector<clNServ> nservs_;
   std::string lastServer_;       // address the last query went to
+  std::string lastServerName_;   // and that server's name
   bool awaitingReply_ = false;   // a query is out and no reply was taken for it
   std::unique_ptr<QueryChannel> channel_;  // the socket that query left from
   // Why servers were dropped, for the line that says why the request was

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "dns/query_channel.h"
+#include "dns/recent_answers.h"
 #include "store/lease_source.h"
 #include "store/store.h"
 #include "wire/services.h"
@@ -63,6 +64,11 @@ class RequestHost {
   virtual bool IsLoop(const std::string& address) = 0;
   // True when `client` may have names resolved through other servers.
   virtual bool RecursionAllowed(const std::string& client) const = 0;
+  // Where to note the sources of the answer about to leave to client:port
+  // with `id`; null (the default) while no one wants them.
+  virtual AnsweredRequest* NoteAnswer(const std::string& /*client*/, int /*port*/, int /*id*/) {
+    return nullptr;
+  }
 };
 
 }  // namespace korvane

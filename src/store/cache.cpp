@@ -37,7 +37,7 @@ namespace {
 // CacheAdd with the name and data already the list's own copies, so that the
 // searches compare them by address.
 void AddOwn(StoreContext& ctx, SharedText owner, int rtype, int32_t ttl, SharedText stored, int32_t pref,
-            bool permanent, bool rootHint) {
+            bool permanent, bool rootHint, uint16_t origin) {
   const int16_t type = static_cast<int16_t>(rtype);
   const int32_t minimum = ctx.options.CACHETTL;
   const int32_t effective = (ttl > minimum || ttl == 0) ? ttl : minimum;
@@ -49,7 +49,10 @@ void AddOwn(StoreContext& ctx, SharedText owner, int rtype, int32_t ttl, SharedT
   RecordList::iterator same = records.FindRecord(owner, type, stored);
   records.RemoveNegativesBefore(owner, type, same);
   if (same != records.end()) {
-    if (effective > same->TTL(now) && !same->Permanent) same->SetTTL(effective, now);
+    if (effective > same->TTL(now) && !same->Permanent) {
+      same->SetTTL(effective, now);
+      same->Origin = origin;
+    }
     // The same record from the operator's own files is no longer a mere hint.
     if (permanent && !rootHint && same->Permanent) same->RootHint = false;
     return;
@@ -63,6 +66,7 @@ void AddOwn(StoreContext& ctx, SharedText owner, int rtype, int32_t ttl, SharedT
   record.Data = std::move(stored);
   record.Pref = pref;
   record.RootHint = rootHint;
+  record.Origin = origin;
   records.AppendInterned(std::move(record));
 }
 
@@ -73,10 +77,10 @@ namespace {
 // CacheAdd of a name and data given as any text: the list's own copies first.
 template <class Text>
 void InternAndAdd(StoreContext& ctx, const Text& name, int rtype, int32_t ttl, const Text& data, int32_t pref,
-                  bool permanent, bool rootHint) {
+                  bool permanent, bool rootHint, uint16_t origin) {
   try {
     AddOwn(ctx, ctx.records.InternName(name), rtype, ttl, ctx.records.InternData(data), pref, permanent,
-           rootHint);
+           rootHint, origin);
   } catch (const std::exception& e) {
     ReportException(ctx.errors, "modDNS CacheAdd", e);
   }
@@ -85,29 +89,29 @@ void InternAndAdd(StoreContext& ctx, const Text& name, int rtype, int32_t ttl, c
 }  // namespace
 
 void CacheAdd(StoreContext& ctx, const SharedText& name, int rtype, int32_t ttl, const SharedText& data,
-              int32_t pref, bool permanent, bool rootHint) {
-  InternAndAdd(ctx, name, rtype, ttl, data, pref, permanent, rootHint);
+              int32_t pref, bool permanent, bool rootHint, uint16_t origin) {
+  InternAndAdd(ctx, name, rtype, ttl, data, pref, permanent, rootHint, origin);
 }
 
 void CacheAdd(StoreContext& ctx, std::string_view name, int rtype, int32_t ttl, std::string_view data,
-              int32_t pref, bool permanent, bool rootHint) {
-  InternAndAdd(ctx, name, rtype, ttl, data, pref, permanent, rootHint);
+              int32_t pref, bool permanent, bool rootHint, uint16_t origin) {
+  InternAndAdd(ctx, name, rtype, ttl, data, pref, permanent, rootHint, origin);
 }
 
 void CacheAddPending(StoreContext& ctx, const PendingRecord& record) {
   try {
     AddOwn(ctx, record.name, record.type, record.ttl, record.data, record.pref, record.permanent,
-           record.rootHint);
+           record.rootHint, record.origin);
   } catch (const std::exception& e) {
     ReportException(ctx.errors, "modDNS CacheAdd", e);
   }
 }
 
 void CacheAdd(StoreContext& ctx, std::string_view name, std::string_view rtype, int32_t ttl,
-              std::string_view data, int32_t pref, bool permanent, bool rootHint) {
+              std::string_view data, int32_t pref, bool permanent, bool rootHint, uint16_t origin) {
   int type = RecTypeOfKey(rtype);
   if (type == 0) return;
-  CacheAdd(ctx, name, type, ttl, data, pref, permanent, rootHint);
+  CacheAdd(ctx, name, type, ttl, data, pref, permanent, rootHint, origin);
 }
 
 void CleanCache(StoreContext& ctx) {
@@ -137,6 +141,7 @@ void ClearCache(StoreContext& ctx) {
   for (auto it = ctx.records.begin(); it != ctx.records.end();)
     it = it->Permanent ? std::next(it) : ctx.records.Erase(it);
   ctx.records.SetEarliestExpiry(1e300);
+  ctx.origins.Clear();
   ctx.log.AddLine("Cache cleared by operator");
 }
 

@@ -55,7 +55,8 @@ class HostsStage {
 
  private:
   void Add(const SharedText& name, int type, const SharedText& data) {
-    into_.records.push_back({name, data, ttl_, -1, static_cast<int16_t>(type), true, false});
+    into_.records.push_back(
+        {name, data, ttl_, -1, static_cast<int16_t>(type), true, false, RecordOrigin::kHosts});
   }
 
   StoreContext& ctx_;

@@ -26,6 +26,7 @@ struct PendingRecord {
   int16_t type = 0;
   bool permanent = false;
   bool rootHint = false;
+  uint16_t origin = 0;  // RecordOrigin
 };
 
 struct StagedLoad {

@@ -38,15 +38,20 @@ class clDNSRecord {
  public:
   int32_t Pref = 0;  // MX preference; -1 for hosts-file and derived reverse records
   int16_t RecType = 0;
-  bool Permanent = false;
+  // The two flags and the origin share two bytes.
+  bool Permanent : 1 = false;
   // Loaded from the root server file: a hint that never makes this server
   // authoritative.
-  bool RootHint = false;
+  bool RootHint : 1 = false;
+  // Where it came from: RecordOrigin (store/record_origin.h).
+  uint16_t Origin : 14 = 0;
 
  private:
   friend class RecordList;
   // The record list's links (slot numbers); meaningless in a copy.
   uint32_t prev_ = UINT32_MAX, next_ = UINT32_MAX, nextSame_ = UINT32_MAX;
 };
+
+static_assert(sizeof(clDNSRecord) == 48);
 
 }  // namespace korvane

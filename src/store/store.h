@@ -12,6 +12,7 @@
 #include "store/options.h"
 #include "store/perm_rec.h"
 #include "store/record_list.h"
+#include "store/record_origin.h"
 #include "store/shared_text.h"
 #include "wire/services.h"
 
@@ -34,6 +35,8 @@ struct StoreContext {
   // The permanent records in force came from named.perm: a reload that
   // cannot read it, or finds a "(" it never closes, keeps them.
   bool recordFileLoaded = false;
+  // The servers cached records were learnt from (their Origin numbers).
+  ServerOrigins origins = {};
 
   std::string PathOf(std::string_view fileName) const { return folder + "/" + std::string(fileName); }
 };
@@ -42,20 +45,25 @@ namespace modDNS {
 
 // Adds or refreshes one record. `rtype` is a number or a text key
 // ("A" ... "MX", "REA" ... "REMX", "NE"); an unknown key adds nothing.
+// `origin` (RecordOrigin) says where it came from; a cached record whose
+// TTL is refreshed takes the new origin.
 void CacheAdd(StoreContext& ctx, std::string_view name, int rtype, int32_t ttl, std::string_view data,
-              int32_t pref, bool permanent, bool rootHint = false);
+              int32_t pref, bool permanent, bool rootHint = false,
+              uint16_t origin = RecordOrigin::kFile);
 void CacheAdd(StoreContext& ctx, std::string_view name, std::string_view rtype, int32_t ttl,
-              std::string_view data, int32_t pref, bool permanent, bool rootHint = false);
+              std::string_view data, int32_t pref, bool permanent, bool rootHint = false,
+              uint16_t origin = RecordOrigin::kFile);
 // The same for a name and data a record already holds.
 void CacheAdd(StoreContext& ctx, const SharedText& name, int rtype, int32_t ttl, const SharedText& data,
-              int32_t pref, bool permanent, bool rootHint = false);
+              int32_t pref, bool permanent, bool rootHint = false,
+              uint16_t origin = RecordOrigin::kFile);
 // The type number of a text key, or 0 when the key is unknown.
 int RecTypeOfKey(std::string_view key);
 
 // Removes expired cached records.
 void CleanCache(StoreContext& ctx);
-// Removes every cached record (the permanent ones stay) and logs "Cache
-// cleared by operator".
+// Removes every cached record (the permanent ones stay), numbers the servers
+// afresh and logs "Cache cleared by operator".
 void ClearCache(StoreContext& ctx);
 
 // The record file tokenizer: left-trims `line`, returns the text up to the

@@ -34,8 +34,13 @@ std::string Owner(const std::string& name, const std::string& domain) {
   return CleanName(name + "." + domain);
 }
 
-bool OfOwner(const clPermRec& entry, int type, const std::string& owner) {
-  return entry.RecType == type && OwnerOf(entry) == owner;
+// True when another entry than `editing` has this type and owner (and, when
+// given, this data).
+bool Holds(const PermModel& model, int editing, int type, const std::string& owner,
+           const std::string* data = nullptr) {
+  return AnyOther(model, editing, [&](const clPermRec& e) {
+    return e.RecType == type && OwnerOf(e) == owner && (!data || e.Data == *data);
+  });
 }
 
 std::string TargetData(std::string_view name) { return CleanName(name) + "."; }
@@ -81,9 +86,9 @@ RecordCheck CheckHost(const HostForm& form, const PermModel& model, int editing)
     return Refuse("Invalid IP Address!", F::kData);
   const std::string owner = Owner(form.name, form.domain);
   const std::string data = modIP::IPToData(address);
-  if (AnyOther(model, editing, [&](const clPermRec& e) { return OfOwner(e, RecordType::kA, owner) && e.Data == data; }))
+  if (Holds(model, editing, RecordType::kA, owner, &data))
     return Refuse("Record already exists!", F::kData);
-  if (AnyOther(model, editing, [&](const clPermRec& e) { return OfOwner(e, RecordType::kCNAME, owner); }))
+  if (Holds(model, editing, RecordType::kCNAME, owner))
     return Refuse("CNAME-Record already exists for this name!", F::kName);
   if (!text::TrimBlanks(form.name).empty() && !ValidNameText(form.name)) return Refuse(kInvalidName, F::kName);
   if (form.ttl <= 0) return Refuse(kZeroTTL, F::kTTL);
@@ -98,7 +103,7 @@ RecordCheck CheckNS(const NSForm& form, const PermModel& model, int editing) {
   if (text::TrimBlanks(form.server).empty()) return Refuse("Please enter Name Server.", F::kData);
   const std::string owner = CleanName(form.domain);
   const std::string data = TargetData(form.server);
-  if (AnyOther(model, editing, [&](const clPermRec& e) { return OfOwner(e, RecordType::kNS, owner) && e.Data == data; }))
+  if (Holds(model, editing, RecordType::kNS, owner, &data))
     return Refuse("Record already exists!", F::kData);
   if (!ValidNameText(form.server)) return Refuse(kInvalidName, F::kData);
   if (form.ttl <= 0) return Refuse(kZeroTTL, F::kTTL);
@@ -113,9 +118,9 @@ RecordCheck CheckCNAME(const CNAMEForm& form, const PermModel& model, int editin
   if (text::TrimBlanks(form.name).empty()) return Refuse("Please enter host name!", F::kName);
   if (text::TrimBlanks(form.target).empty()) return Refuse("Please enter Alias for", F::kData);
   const std::string owner = Owner(form.name, form.domain);
-  if (AnyOther(model, editing, [&](const clPermRec& e) { return OfOwner(e, RecordType::kA, owner); }))
+  if (Holds(model, editing, RecordType::kA, owner))
     return Refuse("A-Record already exists for this name!", F::kName);
-  if (AnyOther(model, editing, [&](const clPermRec& e) { return OfOwner(e, RecordType::kCNAME, owner); }))
+  if (Holds(model, editing, RecordType::kCNAME, owner))
     return Refuse("Record already exist!", F::kName);
   if (!ValidNameText(form.name)) return Refuse(kInvalidName, F::kName);
   if (!ValidNameText(form.target)) return Refuse(kInvalidName, F::kData);
@@ -131,7 +136,7 @@ RecordCheck CheckMX(const MXForm& form, const PermModel& model, int editing) {
   if (text::TrimBlanks(form.server).empty()) return Refuse("Please enter Mail Server.", F::kData);
   const std::string owner = CleanName(form.domain);
   const std::string data = TargetData(form.server);
-  if (AnyOther(model, editing, [&](const clPermRec& e) { return OfOwner(e, RecordType::kMX, owner) && e.Data == data; }))
+  if (Holds(model, editing, RecordType::kMX, owner, &data))
     return Refuse("Record already exists!", F::kData);
   if (!ValidNameText(form.server)) return Refuse(kInvalidName, F::kData);
   if (form.pref < 0 || form.pref > 65535) return Refuse("Invalid preference!", F::kPref);

@@ -11,6 +11,8 @@ packages=(
   udhcpc isc-dhcp-client kea-admin procps util-linux mount
   # DHCP rate benchmark peer
   kea-dhcp4-server
+  # the Debian package: its build, lintian, systemd-analyze verify for the unit
+  debhelper dpkg-dev lintian systemd man-db
 )
 
 missing=()

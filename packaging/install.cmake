@@ -1,0 +1,25 @@
+# What `cmake --install` (and so the Debian package) puts where. Files that
+# other work adds later (the desktop entry, the icon, the help pages) are
+# installed as soon as they are in the tree.
+include(GNUInstallDirs)
+
+if(TARGET korvane)
+  install(TARGETS korvane RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+# The package makes /var/lib/korvane from this copy on first installation.
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/office/
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/korvane/example)
+install(FILES ${CMAKE_SOURCE_DIR}/docs/korvane.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+
+if(EXISTS ${CMAKE_SOURCE_DIR}/docs/help)
+  install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs/help/
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/korvane/help)
+endif()
+if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/korvane.desktop)
+  install(FILES ${CMAKE_SOURCE_DIR}/packaging/korvane.desktop
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+endif()
+if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/korvane.svg)
+  install(FILES ${CMAKE_SOURCE_DIR}/packaging/korvane.svg
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
+endif()

@@ -58,6 +58,8 @@ same "program folder files (README / page)" \
     "$(readme_section "The program folder" | sed -n 's/^| `\([^`]*\)` |.*/\1/p')" \
     "$(page_entries FILES | grep -v '^/')"
 
+version=$(sed -n 's/^project(korvane VERSION \([0-9.]*\).*/\1/p' "$SRC/CMakeLists.txt")
+kv_check "the page is the one of version $version" grep -q "^\.TH KORVANE 8 [0-9-]* \"Korvane $version\"" "$PAGE"
 kv_check "the page reads without warnings" \
     bash -c '[ -z "$(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -l "$1" 2>&1 >/dev/null)" ]' _ "$PAGE"
 

@@ -184,9 +184,12 @@ bool ServesFolder(int pid, const std::string& folder, const std::string& procRoo
   const std::optional<fs::path> cwd = LinkTarget(process + "/cwd");
   if (!cmdline || !cwd) return false;
   const fs::path served = DirArgument(*cmdline, *cwd).value_or(exe->parent_path());
+  auto plain = [](const fs::path& path, std::error_code& error) {
+    fs::path resolved = fs::weakly_canonical(path, error);
+    return resolved.has_filename() ? resolved : resolved.parent_path();  // "dir/" is "dir"
+  };
   std::error_code servedError, folderError;
-  const fs::path a = fs::weakly_canonical(served, servedError);
-  const fs::path b = fs::weakly_canonical(folder, folderError);
+  const fs::path a = plain(served, servedError), b = plain(folder, folderError);
   return !servedError && !folderError && a == b;
 }
 

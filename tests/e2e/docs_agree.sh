@@ -42,7 +42,7 @@ same "signals (--help / README)" "$(signals <<<"$HELP")" "$(readme_section "Runn
 
 statuses_in_source=$(sed -n 's/.*constexpr int k[A-Za-z]* = \([0-9]*\);.*/\1/p' "$SRC/src/app/command_line.h")
 same "exit statuses (program / --help)" "$statuses_in_source" \
-    "$(sed -n '/^Exit status:/,$p' <<<"$HELP" | grep -oE '(^|; )[0-9]+ ' | grep -oE '[0-9]+')"
+    "$(sed -n '/^Exit status:/,$p' <<<"$HELP" | grep -oE '(: |; )[0-9]+ ' | grep -oE '[0-9]+')"
 same "exit statuses (program / page)" "$statuses_in_source" "$(page_entries "EXIT STATUS")"
 same "exit statuses (program / README)" "$statuses_in_source" \
     "$(readme_section "Running it" | sed -n 's/^| \([0-9]*\) |.*/\1/p')"

@@ -36,8 +36,6 @@ apt_get() {
 }
 
 # --- the package build and lintian
-tree_state() { git -C "$SRC" status --porcelain --untracked-files=all; }
-before=$(tree_state)
 touch "$KV_TMP/stamp"
 started=$(date +%s)
 if [ -n "${KV_DEB:-}" ]; then   # a package built before, to try the rest again quickly
@@ -53,9 +51,13 @@ fi
 echo "package built in $(($(date +%s) - started)) s: $DEB"
 kv_check "the package is named korvane_<version>_<arch>.deb" \
     [ "$(basename "$DEB")" = "korvane_$(dpkg-deb -f "$DEB" Version)_$(dpkg-deb -f "$DEB" Architecture).deb" ]
+# What a package build in the tree itself would leave: debian/korvane/,
+# debian/files ..., obj-<triplet>/, and the packages beside the tree.
 tree_kept() {
-    [ "$(tree_state)" = "$before" ] &&
-        [ -z "$(find "$SRC/.." -maxdepth 1 -name 'korvane_*' -newer "$KV_TMP/stamp")" ]
+    local left
+    left=$(cd "$SRC" && ls -d debian/korvane debian/.debhelper debian/files debian/*.substvars \
+        debian/debhelper-build-stamp obj-* 2>/dev/null)
+    [ -z "$left" ] && [ -z "$(find "$SRC/.." -maxdepth 1 -name 'korvane_*' -newer "$KV_TMP/stamp")" ]
 }
 kv_check "the package build left the source tree and its parent as they were" tree_kept
 

@@ -6,6 +6,7 @@
 # but its folder, in a network namespace) and asked with dig, reloaded with
 # the unit's reload command, reinstalled without losing the operator's
 # records and leases, and purged. Leaves no package, folder or user behind.
+# KV_DEB=<file.deb> tries a package built before instead of building one.
 . "$(dirname "$0")/lib/common.sh"
 kv_init "$1" package
 kv_need_root

@@ -13,6 +13,8 @@
 #include "app/identify.h"
 #include "app/options_file.h"
 #include "app/program_folder.h"
+#include "app/secure_random.h"
+#include "store/cache_bound.h"
 #include "wire/dns_codec.h"
 
 namespace korvane {
@@ -60,6 +62,7 @@ Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& edi
   dns_.SetRandom([generator]() mutable {
     return std::uniform_real_distribution<double>(0.0, 1.0)(generator);
   });
+  dns_.SetQueryIdSource(SecureRandom32);
 
   timer_.setInterval(DnsEngine::kTimerIntervalMs);
   connect(&timer_, &QTimer::timeout, this, [this] {
@@ -89,10 +92,13 @@ Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& edi
   });
   WSDNS_.SetErrorHandler(
       [this](int number, const std::string& text) { dns_.SocketError(1, number, text); });
-  WSDNS2_.SetHandler([this](const Datagram& d) { dns_.OnDns2Datagram(d.host, d.port, d.data); });
+  WSDNS2_.SetHandler([this](uint64_t channel, const Datagram& d) {
+    dns_.OnDns2Datagram(channel, d.host, d.port, d.data);
+  });
   WSDNS2_.SetBatchDone([this] { log_.Flush(); });
-  WSDNS2_.SetErrorHandler(
-      [this](int number, const std::string& text) { dns_.SocketError(2, number, text); });
+  WSDNS2_.SetErrorHandler([this](uint64_t channel, int number, const std::string& text) {
+    dns_.ChannelError(channel, number, text);
+  });
 }
 
 Application::~Application() {
@@ -105,14 +111,13 @@ void Application::ReportFault(const char* tag, const std::exception& error) {
 
 void Application::Start() {
   localIPs_ = settings_.localIPs ? *settings_.localIPs : modIdentify::ReadLocalIPs(boxes_);
+  dns_.SetLocalNetworks(settings_.localNetworks ? *settings_.localNetworks
+                                                : modIdentify::ReadLocalNetworks());
   LoadProgramFolder(store_, options_, dhcp_);
+  modDNS::TrimCache(store_);
   // Said now, not only when the saves at the close fail.
   if (std::optional<std::string> problem = FolderWriteProblem(settings_.folder)) log_.AddLine(*problem);
   for (const std::string& pool : PoolsOnNoInterface(store_)) log_.AddLine(pool);
-  // The queries to other servers leave from a port the system chooses.
-  SendError error;
-  if (!WSDNS2_.Bind("", 0, BindOptions{}, error))
-    dns_.SocketError(2, error.number, error.description);
   StartServices();
   housekeeping_.start();
   log_.Flush();
@@ -132,6 +137,7 @@ void Application::StartServices() {
     dnsBindFailure_.clear();
     log_.AddLine(bind.empty() ? "DNS service started." : "DNS service started on " + bind);
     startStopCaption_ = "&Pause Server";
+    dns_.SetServicePort(WSDNS_.LocalPort());
     dns_.SetRunning(true);
     BindDhcpSockets();
     serverStarted_ = true;
@@ -335,7 +341,6 @@ bool Application::Close(CloseReason reason) {
     saveFailed_ = !dhcp_.Save() || saveFailed_;
     leasesDirty_ = false;
     dns_.Pause();
-    WSDNS2_.Close();
     CloseServiceSockets();
   } catch (const std::exception& e) {
     saveFailed_ = true;

@@ -16,6 +16,7 @@
 
 #include "app/log.h"
 #include "app/prompts.h"
+#include "app/query_sockets.h"
 #include "app/support_report.h"
 #include "app/udp_socket.h"
 #include "dhcp/dhcp_server.h"
@@ -33,6 +34,8 @@ struct Settings {
   std::FILE* echo = nullptr;  // every log line is also printed here (headless)
   // This machine's addresses; unset: read from the interfaces at start-up.
   std::optional<std::vector<std::string>> localIPs;
+  // Their networks (recursion is offered to them); unset: read with them.
+  std::optional<std::vector<modIP::Network>> localNetworks;
   const Clock* clock = nullptr;  // null: the system clock
   // No windows: a DNS service that cannot start shows no box (the program
   // ends on DnsServiceFailed instead).
@@ -144,7 +147,8 @@ class Application : public QObject {
   StoreContext store_;
 
   UdpSocket WSDNS_;
-  UdpSocket WSDNS2_;
+  // Before the engine: the engine's requests hold channels of it.
+  QuerySockets WSDNS2_;
   // WSDHCP(1..n); element 0 is never bound.
   std::vector<std::unique_ptr<UdpSocket>> WSDHCP_;
 

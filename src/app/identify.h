@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/prompts.h"
+#include "wire/ip_network.h"
 
 struct ifaddrs;
 
@@ -19,6 +20,11 @@ std::vector<std::string> ReadLocalIPs(MessageBoxes& boxes);
 
 // The same selection from an interface list as getifaddrs gives it.
 std::vector<std::string> IPv4AddressesOf(const ifaddrs* interfaces);
+
+// The networks of those addresses, by their interfaces' masks; empty when
+// the interfaces cannot be read.
+std::vector<modIP::Network> ReadLocalNetworks();
+std::vector<modIP::Network> LocalNetworksOf(const ifaddrs* interfaces);
 
 }  // namespace modIdentify
 

@@ -1,5 +1,6 @@
 #include "app/options_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -11,6 +12,7 @@
 #include "wire/text.h"
 #include "wire/clean_name.h"
 #include "wire/ip.h"
+#include "wire/ip_network.h"
 
 namespace korvane {
 
@@ -19,6 +21,21 @@ namespace modMain {
 namespace {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// "a.b.c.d/n" entries (or "any") separated by blanks or commas, each
+// normalised; an entry that is neither is left out.
+void AddNetworks(const std::string& value, std::vector<std::string>& networks) {
+  std::string list = value;
+  for (char& c : list)
+    if (c == ',' || c == '\t') c = ' ';
+  for (const std::string& word : text::SplitWords(list)) {
+    std::optional<modIP::Network> network = modIP::ParseNetwork(word);
+    std::string entry = word == "ANY" ? "any" : network ? network->Text() : "";
+    if (!entry.empty() &&
+        std::find(networks.begin(), networks.end(), entry) == networks.end())
+      networks.push_back(entry);
+  }
+}
 
 }  // namespace
 
@@ -87,6 +104,14 @@ void LoadOptions(const std::string& path, Options& options, ErrorReporter& error
     } else if (key == "NS") {
       std::string server = modIP::CleanIP(value);
       if (!server.empty()) options.NS.push_back(server);
+    } else if (key == "CACHESIZE") {
+      options.CACHESIZE = LeadingNumber(value);
+    } else if (key == "RECURSIONFROM") {
+      AddNetworks(value, options.RECURSIONFROM);
+    } else if (key == "FORWARDPRIVATEREVERSE") {
+      options.FORWARDPRIVATEREVERSE = !value.empty() && value[0] == 'Y';
+    } else if (key == "FORWARDBARENAMES") {
+      options.FORWARDBARENAMES = !value.empty() && value[0] == 'Y';
     }
   }
 }
@@ -103,6 +128,16 @@ std::string OptionsFileText(const Options& options) {
   if (options.CACHETTL > 0) line("CacheTTL: " + std::to_string(options.CACHETTL));
   if (options.RECURSIONOUT) line("RecursionOut: YES");
   for (const std::string& server : options.NS) line("NS: " + server);
+  if (options.CACHESIZE != Options::kDefaultCacheSize)
+    line("CacheSize: " + std::to_string(options.CACHESIZE));
+  if (!options.RECURSIONFROM.empty()) {
+    std::string networks;
+    for (const std::string& network : options.RECURSIONFROM)
+      networks += (networks.empty() ? "" : " ") + network;
+    line("RecursionFrom: " + networks);
+  }
+  if (options.FORWARDPRIVATEREVERSE) line("ForwardPrivateReverse: YES");
+  if (options.FORWARDBARENAMES) line("ForwardBareNames: YES");
   return text;
 }
 

@@ -3,6 +3,7 @@
 #include <exception>
 #include <random>
 
+#include "store/cache_bound.h"
 #include "wire/dns_codec.h"
 
 namespace korvane {
@@ -70,19 +71,24 @@ class DnsEngine::Entry {
   bool entered_;
 };
 
-DnsEngine::DnsEngine(StoreContext& store, DatagramSender& WSDNS, DatagramSender& WSDNS2,
+DnsEngine::DnsEngine(StoreContext& store, DatagramSender& WSDNS, QueryChannels& WSDNS2,
                      LeaseSource* leases)
     : store_(store), WSDNS_(WSDNS), WSDNS2_(WSDNS2), leases_(leases) {
   // The core reads no clock: the shell sets its own source, tests a fixed one.
-  std::random_device device;
-  random_ = [generator = std::mt19937(device())]() mutable {
+  auto device = std::make_shared<std::random_device>();
+  random_ = [generator = std::mt19937((*device)())]() mutable {
     return std::uniform_real_distribution<double>(0.0, 1.0)(generator);
   };
+  queryIds_ = [device] { return static_cast<uint32_t>((*device)()); };
 }
 
 DnsEngine::~DnsEngine() = default;
 
 void DnsEngine::SetRandom(std::function<double()> random) { random_ = std::move(random); }
+
+void DnsEngine::SetQueryIdSource(std::function<uint32_t()> source) {
+  queryIds_ = std::move(source);
+}
 
 void DnsEngine::SetTimerSwitch(std::function<void(bool)> timerSwitch) {
   timerSwitch_ = std::move(timerSwitch);
@@ -101,12 +107,6 @@ double DnsEngine::Random() {
   return (r >= 0.0 && r < 1.0) ? r : 0.0;
 }
 
-int32_t DnsEngine::NextQueryId() {
-  ++queryId_;
-  if (queryId_ > 65535) queryId_ = 1;
-  return queryId_;
-}
-
 void DnsEngine::SwitchTimer(bool on) {
   if (timerEnabled_ == on) return;
   timerEnabled_ = on;
@@ -123,15 +123,30 @@ void DnsEngine::OnDnsDatagram(const std::string& host, int port, std::string_vie
   Entry entry(*this);
   if (!entry.Entered() || !running_ || data.size() < 12) return;
   if (IsReply(data))
-    RunProcAns(host, data);
+    RunProcAns(0, host, port, data);
   else
     RunProcReq(host, port, data, localAddress);
 }
 
-void DnsEngine::OnDns2Datagram(const std::string& host, int /*port*/, std::string_view data) {
+void DnsEngine::OnDns2Datagram(uint64_t channel, const std::string& host, int port,
+                               std::string_view data) {
   Entry entry(*this);
   if (!entry.Entered() || !running_ || data.size() < 12 || !IsReply(data)) return;
-  RunProcAns(host, data);
+  RunProcAns(channel, host, port, data);
+}
+
+void DnsEngine::ChannelError(uint64_t channel, int number, const std::string& description) {
+  Entry entry(*this);
+  if (!entry.Entered()) return;
+  try {
+    SocketError(2, number, description);
+    if (clDNSRequest* owner = ChannelOwner(channel))
+      RemoveIfDone(owner, owner->QueryFailed(description));
+    RunPendingChecks();
+  } catch (const std::exception& e) {
+    runningChecks_ = false;
+    ReportException(store_.errors, "modDNS ProcAns", e);
+  }
 }
 
 void DnsEngine::ProcReq(const std::string& host, int port, std::string_view data,
@@ -183,8 +198,12 @@ void DnsEngine::RunProcReq(const std::string& host, int port, std::string_view d
       NotImplemented(host, port, data, typeName + "-record for " + request->Name, localAddress);
       return;
     }
-    if (requests_.empty()) modDNS::CleanCache(store_);
-    if (!request->Check()) AddRequest(std::move(request));
+    if (clDNSRequest* asker = LoopedQuery(host, port)) {
+      RefuseLoop(std::move(request), *asker);
+    } else {
+      if (requests_.empty()) modDNS::CleanCache(store_);
+      if (!request->Check()) AddRequest(std::move(request));
+    }
     RunPendingChecks();
   } catch (const std::exception& e) {
     ReportException(store_.errors, "modDNS ProcReq", e);
@@ -249,15 +268,20 @@ void DnsEngine::RunPendingChecks() {
   runningChecks_ = false;
 }
 
-void DnsEngine::ProcAns(const std::string& host, std::string_view data) {
+void DnsEngine::ProcAns(uint64_t channel, const std::string& host, int port,
+                        std::string_view data) {
   Entry entry(*this);
-  if (entry.Entered()) RunProcAns(host, data);
+  if (entry.Entered()) RunProcAns(channel, host, port, data);
 }
 
-void DnsEngine::RunProcAns(const std::string& host, std::string_view data) {
+void DnsEngine::RunProcAns(uint64_t channel, const std::string& host, int port,
+                           std::string_view data) {
   try {
-    TakeReply(host, data);
+    TakeReply(channel, host, port, data);
     RunPendingChecks();
+    // Only replies add to the cache; the requests they woke have been
+    // answered from it by now.
+    modDNS::TrimCache(store_);
   } catch (const std::exception& e) {
     runningChecks_ = false;
     ReportException(store_.errors, "modDNS ProcAns", e);
@@ -310,6 +334,8 @@ void DnsEngine::StopWork() {
   tickCounter_ = 0;
   requests_.clear();
   pendingChecks_.clear();
+  // Options may change while paused: loops are found afresh.
+  loops_.clear();
 }
 
 }  // namespace korvane

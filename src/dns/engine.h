@@ -3,10 +3,12 @@
 // through the injected senders. No I/O of its own, no Qt; one thread.
 //
 // The shell's part:
-//   - SetRunning(true) once WSDNS is bound; Pause() when the server pauses.
+//   - SetRunning(true) once WSDNS is bound, with SetServicePort; Pause()
+//     when the server pauses; SetLocalNetworks with the networks of LocalIPs;
 //   - every datagram read from WSDNS goes to OnDnsDatagram (with the local
-//     address it was sent to), every one from WSDNS2 to OnDns2Datagram;
-//   - socket error events go to SocketError;
+//     address it was sent to), every one from a query channel (WSDNS2) to
+//     OnDns2Datagram with the channel's Id;
+//   - socket error events go to SocketError, a channel's to ChannelError;
 //   - a 1000 ms timer calls Timer() while the engine wants it: the engine
 //     says so through the callback given to SetTimerSwitch.
 // Nothing here throws. Bad datagrams get their logged result (or are
@@ -31,11 +33,13 @@
 #include <string_view>
 #include <vector>
 
+#include "dns/query_channel.h"
 #include "dns/request.h"
 #include "dns/request_host.h"
 #include "store/lease_source.h"
 #include "store/store.h"
 #include "wire/dns_message.h"
+#include "wire/ip_network.h"
 #include "wire/services.h"
 
 namespace korvane {
@@ -57,8 +61,9 @@ class DnsEngine : private RequestHost {
 
   // `leases` may be null (no DHCP service). Until SetRandom is called the
   // choice among name servers uses a generator seeded by the system's
-  // random device.
-  DnsEngine(StoreContext& store, DatagramSender& WSDNS, DatagramSender& WSDNS2,
+  // random device; until SetQueryIdSource is called query IDs come from
+  // the random device itself.
+  DnsEngine(StoreContext& store, DatagramSender& WSDNS, QueryChannels& WSDNS2,
             LeaseSource* leases = nullptr);
   ~DnsEngine() override;
   DnsEngine(const DnsEngine&) = delete;
@@ -66,9 +71,20 @@ class DnsEngine : private RequestHost {
 
   // A uniform random source in [0, 1) for the choice among name servers.
   void SetRandom(std::function<double()> random);
+  // Unpredictable numbers for query IDs (a cryptographic source: an ID that
+  // can be guessed lets a forged reply into the cache).
+  void SetQueryIdSource(std::function<uint32_t()> source);
   // Called with true when the timer must run, false when it may stop.
   void SetTimerSwitch(std::function<void(bool)> timerSwitch);
   void SetLeaseSource(LeaseSource* leases) { leases_ = leases; }
+  // The port WSDNS is bound to: a name server on this machine at the DNS
+  // port would be this server itself. 0 (unknown) until set.
+  void SetServicePort(int port) { servicePort_ = port; }
+  // The networks of LocalIPs: their clients (and loopback, and those of
+  // RecursionFrom) may have names resolved through other servers.
+  void SetLocalNetworks(std::vector<modIP::Network> networks) {
+    localNetworks_ = std::move(networks);
+  }
 
   void SetRunning(bool running) { running_ = running; }
   bool Running() const { return running_; }
@@ -78,16 +94,24 @@ class DnsEngine : private RequestHost {
   // goes to ProcReq, a reply to ProcAns.
   void OnDnsDatagram(const std::string& host, int port, std::string_view data,
                      const std::string& localAddress = "");
-  // WSDNS2 data arrival: only replies are taken.
-  void OnDns2Datagram(const std::string& host, int port, std::string_view data);
+  // Data arrival on the query channel `channel`: only replies are taken.
+  void OnDns2Datagram(uint64_t channel, const std::string& host, int port,
+                      std::string_view data);
   // Socket error events: one log line each. `socket` 1 is WSDNS, 2 WSDNS2.
   void SocketError(int socket, int number, const std::string& description);
+  // An error the network reported for a query channel (its server's port
+  // is closed, say): logged as a WSDNS2 error, and the request that asked
+  // asks its next server at once.
+  void ChannelError(uint64_t channel, int number, const std::string& description);
 
   // One query datagram from host:port; the answer leaves from `localAddress`.
   void ProcReq(const std::string& host, int port, std::string_view data,
                const std::string& localAddress = "");
-  // One reply of another name server.
-  void ProcAns(const std::string& host, std::string_view data);
+  // One reply of another name server, from host:port, read on the query
+  // channel `channel` (0: on WSDNS, where no query left from). It counts
+  // only on the channel of the query, from the server and port asked, with
+  // the query's ID and question.
+  void ProcAns(uint64_t channel, const std::string& host, int port, std::string_view data);
   // The timer's tick: re-checks timed-out requests, cleans the cache every
   // minute of running time, and switches the timer off when idle.
   void Timer();
@@ -95,9 +119,6 @@ class DnsEngine : private RequestHost {
   void Pause();
 
   const std::vector<std::unique_ptr<clDNSRequest>>& Requests() const { return requests_; }
-  // The ID of the last external query (0 before the first).
-  int32_t QueryId() const { return queryId_; }
-  void SetQueryId(int32_t id) { queryId_ = id; }
   int32_t TickCounter() const { return tickCounter_; }
 
  private:
@@ -107,7 +128,7 @@ class DnsEngine : private RequestHost {
   StoreContext& Store() override { return store_; }
   LeaseSource* Leases() override { return leases_; }
   DatagramSender& AnswerSocket() override { return WSDNS_; }
-  DatagramSender& QuerySocket() override { return WSDNS2_; }
+  QueryChannels& Channels() override { return WSDNS2_; }
   uint64_t NewSerial() override { return nextSerial_++; }
   bool Holds(uint64_t serial) const override { return Find(serial) != nullptr; }
   bool Full() const override { return requests_.size() >= kMaxRequests; }
@@ -117,10 +138,22 @@ class DnsEngine : private RequestHost {
   int32_t NextQueryId() override;
   double Random() override;
   void EnableTimer() override { SwitchTimer(true); }
+  bool IsLoop(const std::string& address) override;
+  bool RecursionAllowed(const std::string& client) const override;
 
   void RunProcReq(const std::string& host, int port, std::string_view data,
                   const std::string& localAddress);
-  void RunProcAns(const std::string& host, std::string_view data);
+  void RunProcAns(uint64_t channel, const std::string& host, int port, std::string_view data);
+  // The request whose query left from our own channel at `port` and came
+  // back to us from `host` (a loop), or null.
+  clDNSRequest* LoopedQuery(const std::string& host, int port) const;
+  // The looped query is answered "Server Failure"; its asker moves on.
+  void RefuseLoop(std::unique_ptr<clDNSRequest> looped, clDNSRequest& asker);
+  // Drops a held request from Requests when `done` (what its Check said).
+  void RemoveIfDone(const clDNSRequest* request, bool done);
+  // The request that owns the query channel `channel`, or null.
+  clDNSRequest* ChannelOwner(uint64_t channel) const;
+  bool IdPending(int32_t id) const;
   void NotImplemented(const std::string& host, int port, std::string_view data,
                       const std::string& text, const std::string& localAddress);
   void AddRequest(std::unique_ptr<clDNSRequest> request);
@@ -132,15 +165,17 @@ class DnsEngine : private RequestHost {
 
   // Taking a reply (reply.cpp): match it to the request that asked, store
   // what it carries, wake the requests that wait for its question.
-  void TakeReply(const std::string& host, std::string_view data);
-  clDNSRequest* ReplyOwner(const std::string& host, int32_t id, const modDNS::Question& question);
+  void TakeReply(uint64_t channel, const std::string& host, int port, std::string_view data);
+  clDNSRequest* ReplyOwner(uint64_t channel, const std::string& host, int port, int32_t id,
+                           const modDNS::Question& question);
   void WakeAskers(const clDNSRequest& owner, const ReplyOutcome& outcome, int16_t questionType);
 
   StoreContext& store_;
   DatagramSender& WSDNS_;
-  DatagramSender& WSDNS2_;
+  QueryChannels& WSDNS2_;
   LeaseSource* leases_;
   std::function<double()> random_;
+  std::function<uint32_t()> queryIds_;
   std::function<void(bool)> timerSwitch_;
 
   std::vector<std::unique_ptr<clDNSRequest>> requests_;
@@ -148,8 +183,11 @@ class DnsEngine : private RequestHost {
   bool runningChecks_ = false;
   bool running_ = false;
   bool timerEnabled_ = false;
-  int32_t queryId_ = 0;
   int32_t tickCounter_ = 0;
+  int servicePort_ = 0;
+  std::vector<modIP::Network> localNetworks_;
+  // Name servers found to be this server; each was logged once.
+  std::vector<std::string> loops_;
   uint64_t nextSerial_ = 1;
 
   bool busy_ = false;            // a call from outside is running

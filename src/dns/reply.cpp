@@ -102,12 +102,14 @@ bool CacheNegative(StoreContext& store, const modDNS::MessageHeader& header,
 
 }  // namespace
 
-void DnsEngine::TakeReply(const std::string& host, std::string_view data) {
+void DnsEngine::TakeReply(uint64_t channel, const std::string& host, int port,
+                          std::string_view data) {
   modDNS::MessageReader reader(data, store_.errors);
   modDNS::MessageHeader header;
   if (!reader.ReadHeader(header)) return;
   modDNS::Question asked;
-  clDNSRequest* owner = reader.ReadQuestion(asked) ? ReplyOwner(host, header.Id, asked) : nullptr;
+  clDNSRequest* owner =
+      reader.ReadQuestion(asked) ? ReplyOwner(channel, host, port, header.Id, asked) : nullptr;
   if (!owner) {
     store_.log.AddLine("Reply from " + host + " (about nothing ?):");
     return;
@@ -123,22 +125,23 @@ void DnsEngine::TakeReply(const std::string& host, std::string_view data) {
   modDNS::DecodedRecord record;
   while (reader.ReadRecord(record)) StoreReplyRecord(store_, record, facts);
   outcome.Final = CacheNegative(store_, header, facts, outcome.Question, questionType);
-  // Other response codes: the server failed us; it is dropped like a silent one.
+  // Other response codes: the server failed us; it is dropped and the next one asked.
   outcome.Useful = header.RCode == 0 || header.RCode == 3;
+  outcome.RCode = header.RCode;
   WakeAskers(*owner, outcome, questionType);
 }
 
-clDNSRequest* DnsEngine::ReplyOwner(const std::string& host, int32_t id,
-                                    const modDNS::Question& question) {
-  // Only the server that was asked, answering the question that was asked.
-  for (const auto& request : requests_) {
-    if (request->LastQID != id || !request->AwaitingReply()) continue;
-    const bool asked = request->LastServer() == host && question.Class == 1 &&
-                       question.Name == request->LastQ &&
-                       question.Type == static_cast<uint16_t>(request->LastQType);
-    return asked ? request.get() : nullptr;
-  }
-  return nullptr;
+clDNSRequest* DnsEngine::ReplyOwner(uint64_t channel, const std::string& host, int port,
+                                    int32_t id, const modDNS::Question& question) {
+  // Only the server and port that were asked, answering on the socket the
+  // query left from, with its ID and question.
+  clDNSRequest* request = ChannelOwner(channel);
+  if (!request) return nullptr;
+  const bool asked = request->LastServer() == host && port == kDnsPort &&
+                     request->LastQID == id && question.Class == 1 &&
+                     question.Name == request->LastQ &&
+                     question.Type == static_cast<uint16_t>(request->LastQType);
+  return asked ? request : nullptr;
 }
 
 void DnsEngine::WakeAskers(const clDNSRequest& owner, const ReplyOutcome& outcome,

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <exception>
 
+#include "dns/local_names.h"
 #include "wire/dns_codec.h"
 #include "wire/ip.h"
 #include "wire/zone_names.h"
@@ -58,13 +59,22 @@ bool clDNSRequest::Check() {
 }
 
 bool clDNSRequest::TakeOutcome(const ReplyOutcome& outcome) {
-  if (outcome.Useful) {
-    regather_ = true;
-    awaitingReply_ = false;
-    if (outcome.Final) finalFor_ = outcome.Question;
-  } else {
-    TimeOut = store_.clock.Now();
+  if (!outcome.Useful) {
+    // "Server Failure." is said without its full stop inside the give-up line.
+    std::string code = modDNS::RCodeN(outcome.RCode);
+    while (!code.empty() && (code.back() == '.' || code.back() == '!')) code.pop_back();
+    return QueryFailed(code);
   }
+  regather_ = true;
+  EndQuery();
+  lastDrop_ = Drop::kNone;
+  if (outcome.Final) finalFor_ = outcome.Question;
+  return Check();
+}
+
+bool clDNSRequest::QueryFailed(const std::string& why) {
+  if (awaitingReply_) DropServer(true, why);
+  TimeOut = store_.clock.Now();
   return Check();
 }
 
@@ -129,6 +139,7 @@ const std::string* clDNSRequest::AnswerFromRecords(Resolution& found) {
 }
 
 bool clDNSRequest::Conclude(bool complete, DateTime now) {
+  if (!complete && RD && AnsweredWithoutAsking()) complete = true;
   if (complete || !RD) {
     if (store_.options.AUTOCNAME && CNAMERes()) return false;
     SendAnswer();
@@ -145,14 +156,39 @@ bool clDNSRequest::Conclude(bool complete, DateTime now) {
     askedExternally_ = false;
     return false;
   }
-  const bool givenUp = askedExternally_;
+  // Nothing is out any more. Silence may still be broken by a late answer
+  // (another request's reply for the same name): that gets ten seconds; a
+  // server that failed outright does not.
+  const bool givenUp = askedExternally_ || lastDrop_ == Drop::kFailed;
   TimeOut = now + 10;
   askedExternally_ = true;
-  if (givenUp) {
-    answered_ = true;
-    host_.SubRequestDone(serial_);
-  }
+  if (givenUp) GiveUp(now);
   return givenUp;
+}
+
+void clDNSRequest::ClearSections() {
+  answer_.clear();
+  authority_.clear();
+  additional_.clear();
+}
+
+void clDNSRequest::SendServerFailure() {
+  ClearSections();
+  rcode_ = 2;
+  SendAnswer();
+  answered_ = true;
+}
+
+bool clDNSRequest::AnsweredWithoutAsking() {
+  const LocalName local = KeptLocal(currentName_, RecType, store_.options);
+  if (local != LocalName::kNo) {
+    if (local == LocalName::kNoSuchName) rcode_ = 3;
+    return true;
+  }
+  if (IsSub() || host_.RecursionAllowed(FromIP)) return false;
+  ClearSections();
+  rcode_ = 5;
+  return true;
 }
 
 void clDNSRequest::AddLeaseAnswers(DateTime now) {
@@ -220,9 +256,10 @@ bool clDNSRequest::CNAMERes() {
         target = next->Data;
         continue;
       }
-      if (!known && RD && !IsSub() && !UnderOwnZone(target) &&
-          std::find(subAsked_.begin(), subAsked_.end(), target) == subAsked_.end() &&
-          StartSubRequest(target))
+      const bool asked =
+          std::find(subAsked_.begin(), subAsked_.end(), target) != subAsked_.end();
+      if (!known && RD && !IsSub() && host_.RecursionAllowed(FromIP) && !UnderOwnZone(target) &&
+          !asked && StartSubRequest(target))
         return true;
       break;
     }

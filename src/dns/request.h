@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,7 @@ struct ReplyOutcome {
   std::string Question;  // the name that was asked
   bool Useful = false;   // response code 0 or 3: the server did answer
   bool Final = false;    // the servers have said all they know of the name
+  int RCode = 0;         // the reply's response code
 };
 
 class clDNSRequest {
@@ -79,6 +81,9 @@ class clDNSRequest {
   const std::string& LastServer() const { return lastServer_; }
   // A query is out and no reply was taken for it.
   bool AwaitingReply() const { return awaitingReply_; }
+  // The channel the query that is out left from (0 and 0 when none is out).
+  uint64_t ChannelId() const { return channel_ ? channel_->Id() : 0; }
+  int ChannelPort() const { return channel_ ? channel_->LocalPort() : 0; }
 
   // True when the request is finished (answered or given up) and may leave
   // Requests; false while it waits for another server or a sub-request.
@@ -86,13 +91,20 @@ class clDNSRequest {
   bool Check();
   // Takes what a reply to the question this request asked last meant, then
   // checks the request again; returns what Check returns. A reply that was
-  // not useful counts as the asked server's silence: the next is asked.
+  // not useful counts as the asked server failing: the next is asked at once.
   bool TakeOutcome(const ReplyOutcome& outcome);
+  // The server asked last failed at once (its port is closed, it sent our
+  // own query back to us): the next one is asked without waiting. Returns
+  // what Check returns.
+  bool QueryFailed(const std::string& why);
   // Called when the sub-request this request waits for has finished
   // (answered or given up): the request is checked again soon.
   void CheckSub();
   // Sends the reply (nothing for a sub-request, which wakes its waiters).
   void SendAnswer();
+  // Answers at once with "Server Failure" and nothing else (a question this
+  // server must not resolve).
+  void SendServerFailure();
   // Appends `record` to section 2, 3 or 4 unless that section or an
   // earlier one already holds the same type, name and data.
   void SectionAdd(int section, const clDNSRecord& record);
@@ -118,6 +130,15 @@ class clDNSRequest {
   const std::string* AnswerFromRecords(Resolution& found);
   // Sends the answer or asks another server; Check's result.
   bool Conclude(bool complete, DateTime now);
+  // Settles a question that would have to be asked of another server but
+  // may not be (a private or bare name; a client recursion is not offered
+  // to). True when it did.
+  bool AnsweredWithoutAsking();
+  // The request is given up: the client gets "Server Failure" and the log
+  // says why.
+  void GiveUp(DateTime now);
+  std::string GiveUpReason(DateTime now) const;
+  void ClearSections();
 
   void AddAuth(const std::string& name);
   // Climbs from `zone` (itself included) to "." and stops at the first zone
@@ -127,8 +148,15 @@ class clDNSRequest {
   // The addresses of `servers` from the A records of their names.
   std::vector<clNServ> FillNS(const std::vector<const clDNSRecord*>& servers) const;
   // True when a query was sent (or a sub-request started); false when no
-  // server is left to ask or the request's query bound is reached.
+  // server is left to ask or the request's query bound is reached. A
+  // server that fails at once (no route, a loop) is dropped and the next
+  // one asked at once.
   bool ExtResolve();
+  // Drops the server of lastServer_ from the candidates: it stayed silent,
+  // or it failed (`why`).
+  void DropServer(bool failed, const std::string& why);
+  // Closes the channel of the query that is out; its reply no longer counts.
+  void EndQuery();
   // Fills the candidates for the current question; may start a sub-request.
   void GatherServers();
   bool StartSubRequest(const std::string& name);
@@ -137,7 +165,9 @@ class clDNSRequest {
   void AppendRecord(std::string& message, const clDNSRecord& record, int section, DateTime now);
   void AddReferral();
   std::string BuildAnswer(DateTime now);
-  void SendQuery(const clNServ& server);
+  // False when the query could not leave (logged as "XR-WS Error"), with
+  // the system's reason in `failure`.
+  bool SendQuery(const clNServ& server, std::string& failure);
 
   RequestHost& host_;
   StoreContext& store_;
@@ -154,6 +184,16 @@ class clDNSRequest {
   std::vector<clNServ> nservs_;
   std::string lastServer_;       // address the last query went to
   bool awaitingReply_ = false;   // a query is out and no reply was taken for it
+  std::unique_ptr<QueryChannel> channel_;  // the socket that query left from
+  // Why servers were dropped, for the line that says why the request was
+  // given up. A request whose last dropped server failed (rather than
+  // stayed silent) is given up as soon as no server is left.
+  enum class Drop { kNone, kSilent, kFailed };
+  Drop lastDrop_ = Drop::kNone;
+  int silentServers_ = 0;
+  int failedServers_ = 0;
+  std::string lastFailure_;
+  DateTime firstQueryAt_ = 0;
   bool regather_ = true;         // candidates must be gathered afresh
   std::string finalFor_;         // name for which a final reply (answer, NXDOMAIN, NODATA) came
   int queries_ = 0;

@@ -1,12 +1,15 @@
 // What a request needs of the engine that holds it, and nothing more: the
-// store, the leases, the two sockets, the other pending requests (by
-// serial, for sub-requests), query IDs, chance and the timer. The engine
-// implements it; a test can give a request a small fake instead.
+// store, the leases, the answer socket and the query channels, the other
+// pending requests (by serial, for sub-requests), query IDs, chance, the
+// timer, and who this server is and serves. The engine implements it; a
+// test can give a request a small fake instead.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
+#include "dns/query_channel.h"
 #include "store/lease_source.h"
 #include "store/store.h"
 #include "wire/services.h"
@@ -24,8 +27,8 @@ class RequestHost {
   virtual LeaseSource* Leases() = 0;
   // WSDNS, from which answers go to clients.
   virtual DatagramSender& AnswerSocket() = 0;
-  // WSDNS2, from which queries go to other servers.
-  virtual DatagramSender& QuerySocket() = 0;
+  // WSDNS2: the channels queries to other servers leave from.
+  virtual QueryChannels& Channels() = 0;
 
   // A serial no other request of this host has had.
   virtual uint64_t NewSerial() = 0;
@@ -40,12 +43,19 @@ class RequestHost {
   // Calls CheckSub on every request that waits for the sub-request `serial`.
   virtual void SubRequestDone(uint64_t serial) = 0;
 
-  // The ID of the next query to another server.
+  // The ID of the next query to another server: unpredictable, and not the
+  // ID of a query that still waits for its reply.
   virtual int32_t NextQueryId() = 0;
   // Uniform in [0, 1).
   virtual double Random() = 0;
   // The timer must run: a request waits.
   virtual void EnableTimer() = 0;
+
+  // True when a query to `address` on the DNS port would reach this server
+  // itself (a forwarding loop); the first time for an address it is logged.
+  virtual bool IsLoop(const std::string& address) = 0;
+  // True when `client` may have names resolved through other servers.
+  virtual bool RecursionAllowed(const std::string& client) const = 0;
 };
 
 }  // namespace korvane

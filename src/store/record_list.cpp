@@ -34,6 +34,7 @@ RecordList::iterator RecordList::Append(clDNSRecord record) {
   iterator it = std::prev(records_.end());
   slot.push_back(it);
   if (IsZoneRecord(*it)) zoneRecords_.push_back(it);
+  if (!it->Permanent) ++cached_;
   if (!it->Permanent && it->TimeOut(0) < earliestExpiry_) earliestExpiry_ = it->TimeOut(0);
   return it;
 }
@@ -46,6 +47,7 @@ RecordList::iterator RecordList::Erase(iterator it) {
     if (slot->second.empty()) byName_.erase(slot);
   }
   if (IsZoneRecord(*it)) RemoveIterator(zoneRecords_, it);
+  if (!it->Permanent) --cached_;
   return records_.erase(it);
 }
 
@@ -54,6 +56,7 @@ void RecordList::Clear() {
   zoneRecords_.clear();
   records_.clear();
   earliestExpiry_ = kNever;
+  cached_ = 0;
 }
 
 const std::vector<RecordList::iterator>& RecordList::Named(const std::string& name) const {

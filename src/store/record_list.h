@@ -34,6 +34,8 @@ class RecordList {
   const_iterator begin() const { return records_.begin(); }
   const_iterator end() const { return records_.end(); }
   std::size_t size() const { return records_.size(); }
+  // The records that are not permanent.
+  std::size_t CachedCount() const { return cached_; }
   bool empty() const { return records_.empty(); }
 
   // Appends at the end of the list.
@@ -57,6 +59,7 @@ class RecordList {
   std::unordered_map<std::string, std::vector<iterator>> byName_;
   std::vector<iterator> zoneRecords_;
   DateTime earliestExpiry_ = kNever;
+  std::size_t cached_ = 0;
 
   static constexpr DateTime kNever = 1e300;
 };

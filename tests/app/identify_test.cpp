@@ -20,11 +20,10 @@ namespace {
 // A hand-made interface list in getifaddrs' form.
 class FakeInterfaces {
  public:
-  void AddIPv4(const char* name, const char* address, unsigned flags) {
-    auto& a = v4_.emplace_back();
-    a.sin_family = AF_INET;
-    inet_pton(AF_INET, address, &a.sin_addr);
-    Add(name, reinterpret_cast<sockaddr*>(&a), flags);
+  void AddIPv4(const char* name, const char* address, unsigned flags,
+               const char* mask = nullptr) {
+    Add(name, V4(address), flags);
+    if (mask) entries_.back().ifa_netmask = V4(mask);
   }
   void AddIPv6(const char* name, const char* address, unsigned flags) {
     auto& a = v6_.emplace_back();
@@ -43,6 +42,12 @@ class FakeInterfaces {
     entry.ifa_addr = address;
     if (entries_.size() > 1) entries_[entries_.size() - 2].ifa_next = &entry;
   }
+  sockaddr* V4(const char* address) {
+    auto& a = v4_.emplace_back();
+    a.sin_family = AF_INET;
+    inet_pton(AF_INET, address, &a.sin_addr);
+    return reinterpret_cast<sockaddr*>(&a);
+  }
   std::deque<ifaddrs> entries_;  // a deque keeps the links valid
   std::deque<sockaddr_in> v4_;
   std::deque<sockaddr_in6> v6_;
@@ -60,6 +65,19 @@ TEST(LocalIPs, UpIPv4NonLoopbackInInterfaceOrder) {
   EXPECT_EQ(modIdentify::IPv4AddressesOf(list.First()),
             (std::vector<std::string>{"192.168.1.5", "10.1.1.1", "10.1.1.2"}));
   EXPECT_TRUE(modIdentify::IPv4AddressesOf(nullptr).empty());
+}
+
+TEST(LocalIPs, NetworksByTheInterfacesMasks) {
+  FakeInterfaces list;
+  list.AddIPv4("lo", "127.0.0.1", IFF_UP | IFF_LOOPBACK, "255.0.0.0");
+  list.AddIPv4("eth0", "192.168.1.5", IFF_UP, "255.255.255.0");
+  list.AddIPv4("wlan0", "10.0.0.9", 0, "255.0.0.0");  // down
+  list.AddIPv4("eth1", "10.1.1.1", IFF_UP, "255.255.0.0");
+  list.AddIPv4("ppp0", "10.9.9.9", IFF_UP);  // no mask: the address alone
+  std::vector<std::string> networks;
+  for (const modIP::Network& network : modIdentify::LocalNetworksOf(list.First()))
+    networks.push_back(network.Text());
+  EXPECT_EQ(networks, (std::vector<std::string>{"192.168.1.0/24", "10.1.0.0/16", "10.9.9.9/32"}));
 }
 
 TEST(LocalIPs, ThisMachinesListHasNoLoopbackAndNoBox) {

@@ -58,6 +58,9 @@ int QType(const DnsMessage& message) {
 }
 
 DnsWorld::DnsWorld() {
+  // The clients of these tests are on 10.0.0.0/24, where this server is 10.0.0.1.
+  localIPs = {"10.0.0.1"};
+  engine.SetLocalNetworks({*modIP::ParseNetwork("10.0.0.0/24")});
   engine.SetRandom([this] { return random; });
   engine.SetTimerSwitch([this](bool on) { timerSwitches.push_back(on); });
   engine.SetRunning(true);
@@ -73,8 +76,15 @@ DnsMessage DnsWorld::LastAnswer() {
   return wsdns.sent.empty() ? DnsMessage{} : modDNS::DecodeMessage(wsdns.sent.back().bytes);
 }
 
-std::vector<SentDatagram> DnsWorld::TakeUpstream() {
-  std::vector<SentDatagram> out(wsdns2.sent.begin() + static_cast<long>(upstreamSeen_),
+uint64_t DnsWorld::ChannelTo(const std::string& host, int id) const {
+  for (auto it = wsdns2.sent.rbegin(); it != wsdns2.sent.rend(); ++it)
+    if (it->host == host && (id < 0 || modDNS::DecodeMessage(it->bytes).Header.Id == id))
+      return it->channel;
+  return 0;
+}
+
+std::vector<SentQuery> DnsWorld::TakeUpstream() {
+  std::vector<SentQuery> out(wsdns2.sent.begin() + static_cast<long>(upstreamSeen_),
                                 wsdns2.sent.end());
   upstreamSeen_ = wsdns2.sent.size();
   return out;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "dns/engine.h"
+#include "recording_channels.h"
 #include "store/store.h"
 #include "support/dns_bytes.h"
 #include "support/fakes.h"
@@ -111,14 +112,18 @@ class DnsWorld : public ::testing::Test, public StoreParts {
   void Ask(int id, const std::string& name, int type, bool rd = true) {
     engine.OnDnsDatagram("10.0.0.5", 5353, Query(id, name, type, rd), "10.0.0.1");
   }
-  // A reply of another server arriving on WSDNS2.
+  // A reply of another server, from its port 53, arriving on the channel
+  // of the last query with the reply's ID that was sent to it.
   void Reply(const std::string& host, const ReplyBuilder& reply) {
-    engine.OnDns2Datagram(host, 53, reply.Build());
+    engine.OnDns2Datagram(ChannelTo(host, reply.id), host, 53, reply.Build());
   }
+  // The channel of the last query sent to `host`, with ID `id` when it is
+  // not -1 (0 when there was none).
+  uint64_t ChannelTo(const std::string& host, int id = -1) const;
   // The last datagram sent to the client, decoded; fails the test if none.
   DnsMessage LastAnswer();
   // Upstream queries sent since the last call.
-  std::vector<SentDatagram> TakeUpstream();
+  std::vector<SentQuery> TakeUpstream();
   // The single upstream query sent since the last look, to host:53; fails otherwise.
   DnsMessage OneQuery(const std::string& host);
   // A reply to the single query just sent to host, checked to ask qname/qtype.
@@ -135,7 +140,8 @@ class DnsWorld : public ::testing::Test, public StoreParts {
   void Tick(int seconds = 1);
 
   StoreContext store{records, options, clock, log, errors, "/nonexistent", localIPs, dhcpIfs};
-  RecordingSender wsdns, wsdns2;
+  RecordingSender wsdns;
+  RecordingChannels wsdns2;
   FakeLeases leases;
   double random = 0.0;
   std::vector<bool> timerSwitches;

@@ -24,7 +24,6 @@ TEST_F(External, ForwardingRhythmQueryReplyAnswerCacheHit) {
   Forwarding({"127.0.0.53"});
   Ask(0x0A0B, "www.example.org.", 1);
   DnsMessage q = OneQuery("127.0.0.53");
-  EXPECT_EQ(q.Header.Id, 1);
   EXPECT_TRUE(q.Header.RD);
   EXPECT_EQ(QName(q), "www.example.org.");
   EXPECT_EQ(QType(q), 1);
@@ -32,11 +31,8 @@ TEST_F(External, ForwardingRhythmQueryReplyAnswerCacheHit) {
   EXPECT_TRUE(Logged("Sending request to 127.0.0.53 (external) for A-record for www.example.org."));
   EXPECT_EQ(timerSwitches, std::vector<bool>{true});
 
-  // A reply arriving on the server's own socket is taken too.
-  engine.OnDnsDatagram("127.0.0.53", 53,
-                       ReplyBuilder(q.Header.Id, "www.example.org.", 1)
-                           .A(2, "www.example.org.", "10.2.2.2", 600)
-                           .Build());
+  Reply("127.0.0.53",
+        ReplyBuilder(q.Header.Id, "www.example.org.", 1).A(2, "www.example.org.", "10.2.2.2", 600));
   EXPECT_TRUE(Logged("Reply from 127.0.0.53 about A-record for www.example.org.:"));
   EXPECT_TRUE(Logged("-> Answer: A-record for www.example.org. = 10.2.2.2"));
   DnsMessage a = LastAnswer();
@@ -54,20 +50,22 @@ TEST_F(External, ForwardingRhythmQueryReplyAnswerCacheHit) {
   EXPECT_EQ(a.Section(2)[0].TTL, 500);
 }
 
-TEST_F(External, EachQueryGoesToARandomServerWithTheNextId) {
+TEST_F(External, EachQueryGoesToARandomServerWithAnIdFromTheSecureSource) {
   Forwarding({"127.0.0.51", "127.0.0.52", "127.0.0.53"});
-  engine.SetQueryId(65534);
-  // IDs run up to 65535, then start at one again.
-  const std::tuple<double, std::string, int> cases[] = {{0.0, "127.0.0.51", 65535},
-                                                        {0.34, "127.0.0.52", 1},
-                                                        {0.5, "127.0.0.52", 2},
-                                                        {0.999, "127.0.0.53", 3}};
+  const std::vector<uint32_t> draws = {0x12345678, 7, 0xFFFF, 0x10000};
+  std::size_t drawn = 0;
+  engine.SetQueryIdSource([&] { return draws[drawn++ % draws.size()]; });
+  // The ID is the source's low 16 bits.
+  const std::tuple<double, std::string, int> cases[] = {{0.0, "127.0.0.51", 0x5678},
+                                                        {0.34, "127.0.0.52", 7},
+                                                        {0.5, "127.0.0.52", 0xFFFF},
+                                                        {0.999, "127.0.0.53", 0}};
   for (const auto& [value, server, id] : cases) {
     random = value;
     Ask(1, "n" + std::to_string(id) + ".example.org.", 1);
     EXPECT_EQ(OneQuery(server).Header.Id, id);
   }
-  EXPECT_EQ(engine.QueryId(), 3);
+  EXPECT_EQ(drawn, 4u);
 }
 
 TEST_F(External, IterativeFromRootHintsThroughTwoReferrals) {
@@ -174,9 +172,14 @@ TEST_F(External, SilentServersAreDroppedThenTheRequestIsGivenUp) {
   EXPECT_TRUE(TakeUpstream().empty());
   Tick(9);
   EXPECT_EQ(engine.Requests().size(), 1u);
+  EXPECT_TRUE(wsdns.sent.empty());
   Tick(1);
   EXPECT_TRUE(engine.Requests().empty());
-  EXPECT_TRUE(wsdns.sent.empty());
+  EXPECT_TRUE(
+      Logged("Gave up on A-record for www.example.org.: no answer from 2 servers in 14 s."));
+  DnsMessage a = LastAnswer();
+  EXPECT_EQ(a.Header.RCode, 2);
+  EXPECT_TRUE(a.Records.empty());
   EXPECT_TRUE(TakeUpstream().empty());
   EXPECT_EQ(timerSwitches, (std::vector<bool>{true, false}));
   EXPECT_EQ(engine.TickCounter(), 0);
@@ -188,9 +191,11 @@ TEST_F(External, NoServerAtAllGivesUpAfterTenSeconds) {
   EXPECT_TRUE(engine.TimerEnabled());
   Tick(9);
   EXPECT_EQ(engine.Requests().size(), 1u);
+  EXPECT_TRUE(wsdns.sent.empty());
   Tick(1);
   EXPECT_TRUE(engine.Requests().empty());
-  EXPECT_TRUE(wsdns.sent.empty());
+  EXPECT_TRUE(Logged("Gave up on A-record for www.example.org.: no server to ask."));
+  EXPECT_EQ(LastAnswer().Header.RCode, 2);
 }
 
 TEST_F(External, ServerFailureMovesOnToTheNextServer) {
@@ -207,17 +212,32 @@ TEST_F(External, RepliesThatDoNotMatchTheQueryAreIgnored) {
   Forwarding({"127.0.0.53"});
   Ask(1, "www.example.org.", 1);
   DnsMessage q = OneQuery("127.0.0.53");
-  const std::pair<std::string, ReplyBuilder> bad[] = {
-      {"127.0.0.99", ReplyBuilder(q.Header.Id, "www.example.org.", 1)},        // other address
-      {"127.0.0.53", ReplyBuilder(q.Header.Id + 1, "www.example.org.", 1)},    // other ID
-      {"127.0.0.53", ReplyBuilder(q.Header.Id, "www.example.net.", 1)},        // other name
-      {"127.0.0.53", ReplyBuilder(q.Header.Id, "www.example.org.", 15)},       // other type
-      {"127.0.0.53", ReplyBuilder(q.Header.Id, "www.example.org.", 1, 0, 3)},  // other class
+  const uint64_t channel = ChannelTo("127.0.0.53");
+  const int id = q.Header.Id;
+  struct Bad {
+    uint64_t channel;  // 0: the server's own socket
+    std::string host;
+    int port;
+    ReplyBuilder reply;
   };
-  for (auto [host, reply] : bad) {
+  const Bad bad[] = {
+      {channel, "127.0.0.99", 53, ReplyBuilder(id, "www.example.org.", 1)},      // other address
+      {channel, "127.0.0.53", 5353, ReplyBuilder(id, "www.example.org.", 1)},    // other port
+      {0, "127.0.0.53", 53, ReplyBuilder(id, "www.example.org.", 1)},            // on WSDNS
+      {channel + 1, "127.0.0.53", 53, ReplyBuilder(id, "www.example.org.", 1)},  // other channel
+      {channel, "127.0.0.53", 53, ReplyBuilder(id ^ 1, "www.example.org.", 1)},  // other ID
+      {channel, "127.0.0.53", 53, ReplyBuilder(id, "www.example.net.", 1)},      // other name
+      {channel, "127.0.0.53", 53, ReplyBuilder(id, "www.example.org.", 15)},     // other type
+      {channel, "127.0.0.53", 53, ReplyBuilder(id, "www.example.org.", 1, 0, 3)},  // other class
+  };
+  for (Bad c : bad) {
     log.lines.clear();
-    Reply(host, reply.A(2, "www.example.org.", "10.6.6.6"));
-    EXPECT_EQ(log.lines, Strs{"Reply from " + host + " (about nothing ?):"});
+    const std::string bytes = c.reply.A(2, "www.example.org.", "10.6.6.6").Build();
+    if (c.channel == 0)
+      engine.OnDnsDatagram(c.host, c.port, bytes, "127.0.0.1");
+    else
+      engine.OnDns2Datagram(c.channel, c.host, c.port, bytes);
+    EXPECT_EQ(log.lines, Strs{"Reply from " + c.host + " (about nothing ?):"});
   }
   EXPECT_TRUE(records.Named("www.example.org.").empty());
   EXPECT_TRUE(wsdns.sent.empty());
@@ -247,7 +267,9 @@ TEST_F(External, EndlessReferralsStopAtTheQueryBound) {
   EXPECT_EQ(queries, DnsEngine::kMaxQueriesPerRequest);
   Tick(10);
   EXPECT_TRUE(engine.Requests().empty());
-  EXPECT_TRUE(wsdns.sent.empty());
+  EXPECT_TRUE(Logged("Gave up on A-record for www.example.org.: no answer after 16 queries."));
+  ASSERT_EQ(wsdns.sent.size(), 1u);
+  EXPECT_EQ(LastAnswer().Header.RCode, 2);
 }
 
 TEST_F(External, NameServerWithoutGlueIsLookedUpBySubRequest) {
@@ -271,10 +293,13 @@ TEST_F(External, NameServerWithoutGlueIsLookedUpBySubRequest) {
 TEST_F(External, AGivenUpSubRequestWakesItsParent) {
   GluelessReferral();
   OneQuery("127.0.0.11");
-  // Nobody answers anything: everything ends within a bounded number of ticks.
+  // Nobody answers anything: everything ends within a bounded number of
+  // ticks, with one failure answer for the client.
   for (int ticks = 0; !engine.Requests().empty() && ticks < 100; ++ticks) Tick(1);
   EXPECT_TRUE(engine.Requests().empty());
-  EXPECT_TRUE(wsdns.sent.empty());
+  ASSERT_EQ(wsdns.sent.size(), 1u);
+  EXPECT_EQ(LastAnswer().Header.Id, 3);
+  EXPECT_EQ(LastAnswer().Header.RCode, 2);
 }
 
 TEST_F(External, TimerCleansTheCacheEveryMinuteWhileRequestsWait) {

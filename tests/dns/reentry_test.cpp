@@ -41,8 +41,10 @@ TEST_F(Reentry, NestedCallsDuringAnAnswerAreIgnoredAndLoggedOnce) {
     engine.Timer();
     Ask(2, "nested.example.org.", 1);
     engine.ProcReq("10.0.0.5", 5353, Query(3, "other.example.org.", 1));
-    engine.ProcAns("127.0.0.53", ReplyBuilder(1, "www.example.org.", 1).Build());
-    engine.OnDns2Datagram("127.0.0.53", 53, ReplyBuilder(1, "www.example.org.", 1).Build());
+    const uint64_t channel = ChannelTo("127.0.0.53");
+    engine.ProcAns(channel, "127.0.0.53", 53, ReplyBuilder(1, "www.example.org.", 1).Build());
+    engine.OnDns2Datagram(channel, "127.0.0.53", 53,
+                          ReplyBuilder(1, "www.example.org.", 1).Build());
   });
   Reply("127.0.0.53", reply);
 

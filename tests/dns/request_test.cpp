@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "dns/request.h"
+#include "recording_channels.h"
 #include "support/fakes.h"
 #include "support/store_parts.h"
 #include "wire/dns_message.h"
@@ -22,7 +23,7 @@ class FakeHost : public RequestHost {
   StoreContext& Store() override { return store_; }
   LeaseSource* Leases() override { return nullptr; }
   DatagramSender& AnswerSocket() override { return answers; }
-  DatagramSender& QuerySocket() override { return queries; }
+  QueryChannels& Channels() override { return queries; }
   uint64_t NewSerial() override { return ++lastSerial; }
   bool Holds(uint64_t serial) const override { return held.count(serial) > 0; }
   bool Full() const override { return full; }
@@ -32,8 +33,12 @@ class FakeHost : public RequestHost {
   int32_t NextQueryId() override { return ++lastQueryId; }
   double Random() override { return random; }
   void EnableTimer() override { ++timerEnabled; }
+  bool IsLoop(const std::string& address) override { return loops.count(address) > 0; }
+  bool RecursionAllowed(const std::string& client) const override { return client != "192.0.2.9"; }
 
-  RecordingSender answers, queries;
+  RecordingSender answers;
+  RecordingChannels queries;
+  std::set<std::string> loops;
   uint64_t lastSerial = 0;
   std::set<uint64_t> held;
   bool full = false;
@@ -64,7 +69,8 @@ class RequestAlone : public ::testing::Test, public StoreParts {
     options.RECURSIONOUT = true;
     options.NS = std::move(servers);
   }
-  modDNS::DnsMessage Sent(const RecordingSender& socket, std::size_t index) {
+  template <typename Socket>
+  modDNS::DnsMessage Sent(const Socket& socket, std::size_t index) {
     EXPECT_GT(socket.sent.size(), index);
     return socket.sent.size() > index ? modDNS::DecodeMessage(socket.sent[index].bytes)
                                       : modDNS::DnsMessage{};
@@ -128,17 +134,25 @@ TEST_F(RequestAlone, FinalReplyWithNothingStoredIsAnsweredEmpty) {
   EXPECT_TRUE(answer.Records.empty());
 }
 
-TEST_F(RequestAlone, WithoutServersItIsGivenUpUnansweredOnTheSecondCheck) {
+TEST_F(RequestAlone, WithoutServersItIsGivenUpOnTheSecondCheckWithServerFailure) {
   Forwarding({});
   auto request = Ask("www.example.org.");
   EXPECT_FALSE(request->Check());
   EXPECT_EQ(request->TimeOut, clock.Now() + 10);
+  EXPECT_TRUE(host.answers.sent.empty());
   clock.Advance(10);
   EXPECT_TRUE(request->Check());
   EXPECT_TRUE(request->Answered());
-  EXPECT_TRUE(host.answers.sent.empty());
-  // Whoever waits for it as a sub-request is told.
-  EXPECT_EQ(host.subDone, std::vector<uint64_t>{request->Serial()});
+  EXPECT_EQ(Sent(host.answers, 0).Header.RCode, 2);
+
+  // A sub-request has no client: whoever waits for it is told instead.
+  auto sub = Ask("ns.example.org.");
+  sub->FromIP = "SUB";
+  EXPECT_FALSE(sub->Check());
+  clock.Advance(10);
+  EXPECT_TRUE(sub->Check());
+  EXPECT_EQ(host.answers.sent.size(), 1u);
+  EXPECT_EQ(host.subDone, std::vector<uint64_t>{sub->Serial()});
 }
 
 TEST_F(RequestAlone, AFullHostAnswersServerFailureInsteadOfLettingANewRequestWait) {

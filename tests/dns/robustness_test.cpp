@@ -18,14 +18,17 @@ class Robustness : public DnsWorld {
     RootHint();
   }
 
-  // A reply a pending request would take, of one of several shapes.
-  std::string RealReply(std::mt19937& rng, std::string& host) {
+  // A reply a pending request would take, of one of several shapes, with
+  // the server and the channel it would come from.
+  std::string RealReply(std::mt19937& rng, std::string& host, uint64_t& channel) {
     ReplyBuilder reply(rng() % 65536, "www.example.org.", 1);
     host = "127.0.0.11";
+    channel = rng() % 4;
     if (!engine.Requests().empty()) {
       const auto& r = engine.Requests()[rng() % engine.Requests().size()];
       reply = ReplyBuilder(r->LastQID, r->LastQ, r->LastQType);
       host = r->LastServer();
+      channel = r->ChannelId();
     }
     const std::string n = std::to_string(rng() % 8);
     switch (rng() % 5) {
@@ -88,17 +91,18 @@ TEST_F(Robustness, FuzzedDatagramsNeverBreakTheEngine) {
   for (int i = 0; i < 6000; ++i) {
     std::string host;
     std::string datagram;
+    uint64_t channel = 0;
     switch (rng() % 4) {
       case 0: datagram = RealQuery(rng); host = hosts[rng() % 4]; break;
       case 1: datagram = Mutate(RealQuery(rng), rng); host = hosts[rng() % 4]; break;
-      case 2: datagram = RealReply(rng, host); break;
-      default: datagram = Mutate(RealReply(rng, host), rng); break;
+      case 2: datagram = RealReply(rng, host, channel); break;
+      default: datagram = Mutate(RealReply(rng, host, channel), rng); break;
     }
     switch (rng() % 4) {
       case 0: engine.OnDnsDatagram(host, 5353, datagram, "10.0.0.1"); break;
-      case 1: engine.OnDns2Datagram(host, 53, datagram); break;
+      case 1: engine.OnDns2Datagram(channel, host, 53, datagram); break;
       case 2: if (datagram.size() >= 12) engine.ProcReq(host, 5353, datagram); break;
-      default: if (datagram.size() >= 12) engine.ProcAns(host, datagram); break;
+      default: if (datagram.size() >= 12) engine.ProcAns(channel, host, 53, datagram); break;
     }
     if (rng() % 10 == 0) Tick(1 + rng() % 3);
     ASSERT_LE(engine.Requests().size(), DnsEngine::kMaxRequests);
@@ -143,7 +147,8 @@ TEST_F(Robustness, HostileRepliesToAPendingQueryAreSurvived) {
     int id = engine.Requests()[0]->LastQID;
     reply[0] = static_cast<char>(id >> 8);
     reply[1] = static_cast<char>(id & 255);
-    engine.OnDns2Datagram(engine.Requests()[0]->LastServer(), 53, reply);
+    const clDNSRequest& asker = *engine.Requests()[0];
+    engine.OnDns2Datagram(asker.ChannelId(), asker.LastServer(), 53, reply);
     ASSERT_LE(engine.Requests().size(), 2u) << cut;
   }
   for (const auto& e : errors.errors) ADD_FAILURE() << e.tag << ": " << e.description;

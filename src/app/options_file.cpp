@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <sstream>
 #include <string_view>
@@ -23,18 +24,21 @@ namespace {
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // "a.b.c.d/n" entries (or "any") separated by blanks or commas, each
-// normalised; an entry that is neither is left out.
-void AddNetworks(const std::string& value, std::vector<std::string>& networks) {
+// normalised; the entries that are neither are left out and returned.
+std::vector<std::string> AddNetworks(const std::string& value, std::vector<std::string>& networks) {
   std::string list = value;
   for (char& c : list)
     if (c == ',' || c == '\t') c = ' ';
+  std::vector<std::string> leftOut;
   for (const std::string& word : text::SplitWords(list)) {
     std::optional<modIP::Network> network = modIP::ParseNetwork(word);
-    std::string entry = word == "ANY" ? "any" : network ? network->Text() : "";
-    if (!entry.empty() &&
-        std::find(networks.begin(), networks.end(), entry) == networks.end())
+    std::string entry = text::Upper(word) == "ANY" ? "any" : network ? network->Text() : "";
+    if (entry.empty())
+      leftOut.push_back(word);
+    else if (std::find(networks.begin(), networks.end(), entry) == networks.end())
       networks.push_back(entry);
   }
+  return leftOut;
 }
 
 }  // namespace
@@ -67,7 +71,7 @@ int32_t LeadingNumber(const std::string& text) {
   return text::RoundToInt32(std::strtod(number.c_str(), nullptr));
 }
 
-void LoadOptions(const std::string& path, Options& options, ErrorReporter& errors) {
+void LoadOptions(const std::string& path, Options& options, ErrorReporter& errors, LogSink* log) {
   options = Options{};
   std::optional<std::string> content = ReadWholeFile(path);
   if (!content) {
@@ -76,8 +80,11 @@ void LoadOptions(const std::string& path, Options& options, ErrorReporter& error
     errors.Report("modMain LoadOptions", path, why.number, why.description);
     return;
   }
+  const std::string fileName = std::filesystem::path(path).filename().string();
   std::istringstream file(*content);
+  int lineNumber = 0;
   for (std::string line; std::getline(file, line);) {
+    ++lineNumber;
     if (!line.empty() && line.back() == '\r') line.pop_back();
     size_t colon = line.find(':');
     std::string key = text::Upper(text::TrimBlanks(std::string_view(line).substr(0, colon)));
@@ -107,7 +114,10 @@ void LoadOptions(const std::string& path, Options& options, ErrorReporter& error
     } else if (key == "CACHESIZE") {
       options.CACHESIZE = LeadingNumber(value);
     } else if (key == "RECURSIONFROM") {
-      AddNetworks(value, options.RECURSIONFROM);
+      for (const std::string& word : AddNetworks(raw, options.RECURSIONFROM))
+        if (log)
+          log->AddLine(fileName + ":" + std::to_string(lineNumber) + ": RecursionFrom: " + word +
+                       " is no network, left out");
     } else if (key == "FORWARDPRIVATEREVERSE") {
       options.FORWARDPRIVATEREVERSE = !value.empty() && value[0] == 'Y';
     } else if (key == "FORWARDBARENAMES") {

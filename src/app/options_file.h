@@ -12,8 +12,10 @@ namespace modMain {
 
 // Resets `options` to the defaults, then applies the file. A file that cannot
 // be opened keeps the defaults and is reported as "modMain LoadOptions", with
-// the path and the system's reason.
-void LoadOptions(const std::string& path, Options& options, ErrorReporter& errors);
+// the path and the system's reason. A RecursionFrom entry that is no network
+// is left out with a line to `log` ("korvane.ini:7: RecursionFrom: ...").
+void LoadOptions(const std::string& path, Options& options, ErrorReporter& errors,
+                 LogSink* log = nullptr);
 
 // The file's text for `options`: the lines the reader understands, in their
 // fixed order, false booleans and empty values left out.

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "app/options_file.h"
+#include "dns/local_names.h"
 #include "store/files.h"
 #include "store/record_line.h"
 #include "wire/ip.h"
@@ -47,7 +48,7 @@ FolderLoad LoadProgramFolder(StoreContext& store, Options& options, DhcpServer& 
     options = Options{};
     store.log.AddLine("Options file " + optionsPath + " not found - starting with the default options.");
   } else {
-    LoadOptions(optionsPath, options, store.errors);
+    LoadOptions(optionsPath, options, store.errors, &store.log);
   }
   modDNS::LoadPerm(store);
   const std::string rootHints = store.PathOf("named.root");
@@ -99,6 +100,16 @@ std::vector<std::string> PoolsOnNoInterface(StoreContext& store) {
                        pool.ScopeTo + " is on no local interface, pool skipped");
   });
   return problems;
+}
+
+std::vector<std::string> ForwardingLoops(const Options& options,
+                                         const std::vector<std::string>& localIPs, int dnsPort) {
+  std::vector<std::string> loops;
+  if (!options.RECURSIONOUT) return loops;
+  for (const std::string& server : options.NS)
+    if (IsThisServer(server, options.DNSBIND, localIPs, dnsPort))
+      loops.push_back(ForwardingLoopLine(server));
+  return loops;
 }
 
 std::optional<std::string> DnsBindProblem(const std::string& address,

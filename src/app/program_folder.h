@@ -37,6 +37,11 @@ std::optional<std::string> FolderWriteProblem(const std::string& folder);
 // machine's networks (store.LocalIPs): no DHCP service is started for it.
 std::vector<std::string> PoolsOnNoInterface(StoreContext& store);
 
+// One line for each NS server that is this server itself, when names are
+// resolved through them: the server would never ask it.
+std::vector<std::string> ForwardingLoops(const Options& options,
+                                         const std::vector<std::string>& localIPs, int dnsPort);
+
 // The line that says DNSBIND is not an address of this machine (neither in
 // `localIPs` nor a loopback address); nullopt when it is, or is empty.
 std::optional<std::string> DnsBindProblem(const std::string& address,

@@ -54,8 +54,12 @@ same "korvane.ini keys (program / README)" "$ini_keys" \
     "$(readme_section "The program folder" | grep '^| `korvane.ini`' | grep -oE '`[A-Za-z]+:' |
         tr -d '`:' | grep -vx Key | tr a-z A-Z)"
 
-same "program folder files (README / page)" \
-    "$(readme_section "The program folder" | sed -n 's/^| `\([^`]*\)` |.*/\1/p')" \
+# The rows of the table headed "| File |", up to its end.
+readme_files() {
+    readme_section "The program folder" | awk '/^\| File \|/ {on = 1; next} on && !/^\|/ {exit} on' |
+        sed -n 's/^| `\([^`]*\)` |.*/\1/p'
+}
+same "program folder files (README / page)" "$(readme_files)" \
     "$(page_entries FILES | grep -v '^/')"
 
 version=$(sed -n 's/^project(korvane VERSION \([0-9.]*\).*/\1/p' "$SRC/CMakeLists.txt")

@@ -4,7 +4,7 @@
 # enabled unit that systemd-analyze verify accepts), the installed program
 # run as the unit runs it (its user, only its capabilities, a read-only system
 # but its folder, in a network namespace) and asked with dig, reloaded with
-# the unit's reload command, reinstalled without losing the operator's
+# the unit's reload commands (a check, then SIGHUP), reinstalled without losing the operator's
 # records and leases, and purged. Leaves no package, folder or user behind.
 # KV_DEB=<file.deb> tries a package built before instead of building one.
 . "$(dirname "$0")/lib/common.sh"
@@ -117,7 +117,7 @@ kv_check "the unit's capabilities are exactly the two" [ "$CAPS" = "+net_bind_se
 kv_check "the unit's folder is the one it may write" [ "$(unit_value ReadWritePaths)" = "$FOLDER" ]
 read -r -a PRE <<<"$(unit_value ExecStartPre)"
 read -r -a START <<<"$(unit_value ExecStart)"
-read -r -a RELOAD <<<"$(unit_value ExecReload)"
+mapfile -t RELOADS < <(sed -n 's/^ExecReload=//p' "$UNIT")
 
 NS=kvpk$$
 kv_netns_add "$NS"
@@ -171,10 +171,28 @@ if answer_within 15 192.0.2.10 www.office.example A; then
         bash -c '[ "$1" = 0 ] && grep -qxF "Port 53 is used by the server running on this folder (pid $2)." "$3"' \
         _ "$RC" "$PID" "$KV_TMP/check-running.out"
 
+    # As systemd reloads: each ExecReload line in turn, as the unit's user,
+    # until one fails.
+    reload() {
+        local line command
+        : >"$KV_TMP/reload.out"
+        for line in "${RELOADS[@]}"; do
+            read -r -a command <<<"${line//\$MAINPID/$PID}"
+            "${AS_UNIT[@]}" "${command[@]}" >>"$KV_TMP/reload.out" 2>&1 || return 1
+        done
+    }
+    kv_check "the unit checks the folder before it reloads" \
+        [ "${#RELOADS[@]}:${RELOADS[0]}" = "2:${PRE[*]}" ]
     echo "new.office.example. 3600 A 192.0.2.77" >>"$FOLDER/named.perm"
-    reload=("${RELOAD[@]//\$MAINPID/$PID}")
-    "${reload[@]}"
-    kv_check "ExecReload (${RELOAD[*]}) loads a changed named.perm" answer_within 10 192.0.2.77 new.office.example A
+    kv_check "a reload passes the check (the service's own port is no problem to its user)" reload
+    sed 's/^/    reload: /' "$KV_TMP/reload.out"
+    kv_check "a reload loads a changed named.perm" answer_within 10 192.0.2.77 new.office.example A
+    cp -p "$FOLDER/named.perm" "$KV_TMP/named.perm"
+    echo "lab.example. 86400 DHCP 10.9.0.100 10.9.0.200 255.255.255.0 10.9.0.1" >>"$FOLDER/named.perm"
+    if reload; then kv_fail "a reload of a folder that fails the check fails"; else
+        kv_pass "a reload of a folder that fails the check fails"; fi
+    kv_check "... and says why" grep -qF "DHCP pool 10.9.0.100 - 10.9.0.200 is on no local interface" "$KV_TMP/reload.out"
+    cp -p "$KV_TMP/named.perm" "$FOLDER/named.perm"
 
     kv_stop_korvane "$PID"
     kv_check "SIGTERM closes the service cleanly (status $KV_RC)" [ "$KV_RC" = 0 ]

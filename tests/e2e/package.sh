@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The Debian package as an operator meets it: built by scripts/build-deb.sh,
-# free of lintian errors, installed with apt-get (files, user, folder, an
+# free of lintian errors and warnings, installed with apt-get (files, user, folder, an
 # enabled unit that systemd-analyze verify accepts), the installed program
 # run as the unit runs it (its user, only its capabilities, a read-only system
 # but its folder, in a network namespace) and asked with dig, reloaded with
@@ -67,10 +67,10 @@ tree_kept() {
 }
 kv_check "the package build left the source tree and its parent as they were" tree_kept
 
-lintian --fail-on error "$DEB" >"$KV_TMP/lintian.out" 2>&1
+lintian --fail-on error,warning "$DEB" >"$KV_TMP/lintian.out" 2>&1
 RC=$?
 sed 's/^/    lintian: /' "$KV_TMP/lintian.out"
-kv_check "lintian finds no error (status $RC)" [ "$RC" = 0 ]
+kv_check "lintian finds no error and no warning (status $RC)" [ "$RC" = 0 ]
 
 # --- installation
 INSTALLED=1

@@ -11,9 +11,9 @@ install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/office/
         DESTINATION ${CMAKE_INSTALL_DATADIR}/korvane/example)
 install(FILES ${CMAKE_SOURCE_DIR}/docs/korvane.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 
+# The program has the help pages compiled in; these copies are for a browser.
 if(EXISTS ${CMAKE_SOURCE_DIR}/docs/help)
-  install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs/help/
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/korvane/help)
+  install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs/help/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/html)
 endif()
 if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/korvane.desktop)
   install(FILES ${CMAKE_SOURCE_DIR}/packaging/korvane.desktop

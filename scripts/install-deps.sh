@@ -12,7 +12,7 @@ packages=(
   # DHCP rate benchmark peer
   kea-dhcp4-server
   # the Debian package: its build, lintian, systemd-analyze verify for the unit
-  debhelper dpkg-dev lintian systemd man-db
+  debhelper dpkg-dev lintian systemd man-db desktop-file-utils
 )
 
 missing=()

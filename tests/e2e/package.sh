@@ -10,7 +10,8 @@
 . "$(dirname "$0")/lib/common.sh"
 kv_init "$1" package
 kv_need_root
-kv_need_tool dpkg-buildpackage dh lintian apt-get setpriv unshare dig systemd-analyze man
+kv_need_tool dpkg-buildpackage dh lintian apt-get setpriv unshare dig systemd-analyze man \
+    desktop-file-validate
 SRC=$(cd "$(dirname "$0")/../.." && pwd)
 BUILD=$(dirname "$KV_BIN")
 FOLDER=/var/lib/korvane
@@ -90,12 +91,21 @@ kv_check "man korvane finds the page in section 8" [ "$(man -w korvane 2>/dev/nu
 kv_check "the page reads without warnings" \
     bash -c '[ -z "$(man --warnings -l /usr/share/man/man8/korvane.8.gz 2>&1 >/dev/null)" ]'
 # What other work adds to the tree is installed as soon as it is there.
-for pair in docs/help:/usr/share/korvane/help packaging/korvane.desktop:/usr/share/applications/korvane.desktop \
+DESKTOP=/usr/share/applications/korvane.desktop
+for pair in docs/help:/usr/share/doc/korvane/html packaging/korvane.desktop:$DESKTOP \
     packaging/korvane.svg:/usr/share/icons/hicolor/scalable/apps/korvane.svg; do
     from=$SRC/${pair%%:*}; to=${pair#*:}
     [ -e "$from" ] || continue
     kv_check "${pair%%:*} is installed as $to" diff -r "$from" "$to"
 done
+if [ -e "$DESKTOP" ]; then
+    kv_check "desktop-file-validate accepts the desktop entry" desktop-file-validate "$DESKTOP"
+    desktop_key() { sed -n "s/^$1=//p" "$DESKTOP" | head -n 1; }
+    kv_check "the desktop entry starts the installed program" \
+        [ "$(command -v "$(desktop_key Exec | cut -d' ' -f1)")" = /usr/bin/korvane ]
+    kv_check "the desktop entry's icon is the installed one" \
+        [ -f "/usr/share/icons/hicolor/scalable/apps/$(desktop_key Icon).svg" ]
+fi
 
 IFS=: read -r _ _ uid _ _ home shell < <(getent passwd korvane)
 kv_check "a system user korvane (uid $uid, home $home, shell $shell)" \

@@ -1,6 +1,4 @@
-# What `cmake --install` (and so the Debian package) puts where. Files that
-# other work adds later (the desktop entry, the icon, the help pages) are
-# installed as soon as they are in the tree.
+# What `cmake --install` (and so the Debian package) puts where.
 include(GNUInstallDirs)
 
 if(TARGET korvane)
@@ -10,16 +8,9 @@ endif()
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/office/
         DESTINATION ${CMAKE_INSTALL_DATADIR}/korvane/example)
 install(FILES ${CMAKE_SOURCE_DIR}/docs/korvane.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
-
 # The program has the help pages compiled in; these copies are for a browser.
-if(EXISTS ${CMAKE_SOURCE_DIR}/docs/help)
-  install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs/help/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/html)
-endif()
-if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/korvane.desktop)
-  install(FILES ${CMAKE_SOURCE_DIR}/packaging/korvane.desktop
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
-endif()
-if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/korvane.svg)
-  install(FILES ${CMAKE_SOURCE_DIR}/packaging/korvane.svg
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
-endif()
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs/help/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/html)
+install(FILES ${CMAKE_SOURCE_DIR}/packaging/korvane.desktop
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+install(FILES ${CMAKE_SOURCE_DIR}/packaging/korvane.svg
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)

@@ -205,6 +205,9 @@ void clDNSRequest::SendAnswer() {
       store_.log.AddLine({"-> Header: ", modDNS::RCodeN(rcode_)});
     }
     const std::string message = BuildAnswer(now);
+    host_.AnswerSent(queries_ > 0 || subRequests_ > 0 ? AnswerSource::kOtherServers
+                     : fromCache_                     ? AnswerSource::kCache
+                                                      : AnswerSource::kOwnRecords);
     SendError error;
     if (!host_.AnswerSocket().Send(FromIP, FromPort, message, LocalAddress, error))
       store_.log.AddLine("SA-WS Error " + std::to_string(error.number) + " " + error.description);

@@ -114,17 +114,23 @@ const std::string* clDNSRequest::AnswerFromRecords(Resolution& found) {
     const clDNSRecord& record = *it;
     found.nameExists = true;
     const int type = record.RecType;
+    // For the counters: the answer rests on this record.
+    auto used = [&] { fromCache_ = fromCache_ || !record.Permanent; };
     if (RecType == RecordType::kAll && type < RecordType::kNegativeBase) {
+      used();
       SectionAdd(2, record);
       found.complete = true;
     } else if (type == RecType) {
+      used();
       SectionAdd(2, record);
       found.complete = true;
       if (type == RecordType::kMX) AddAddl(record.Data);
     } else if (type == RecordType::kCNAME) {
+      used();
       SectionAdd(2, record);
       return &record.Data;
     } else if (type == RecordType::kNameError || type - RecordType::kNegativeBase == RecType) {
+      used();
       if (type == RecordType::kNameError) rcode_ = 3;
       found.complete = true;
       for (const auto& soa : store_.records.Named(record.Data)) {

@@ -176,6 +176,7 @@ class clDNSRequest {
   bool answered_ = false;
   bool waitingSub_ = false;
   bool askedExternally_ = false;
+  bool fromCache_ = false;       // a cached record (or negative entry) answered
   bool AA_ = false;
   int rcode_ = 0;
   std::vector<clDNSRecord> answer_, authority_, additional_;

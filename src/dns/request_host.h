@@ -18,6 +18,11 @@ namespace korvane {
 
 class clDNSRequest;
 
+// Where the answer a client got came from, for the counters the status
+// display samples. kOwnRecords also covers what the server decides alone:
+// a refusal, a name kept local, a full request table.
+enum class AnswerSource { kOwnRecords, kCache, kOtherServers };
+
 class RequestHost {
  public:
   virtual ~RequestHost() = default;
@@ -50,6 +55,8 @@ class RequestHost {
   virtual double Random() = 0;
   // The timer must run: a request waits.
   virtual void EnableTimer() = 0;
+  // An answer left for a client; a host that keeps no counters ignores it.
+  virtual void AnswerSent(AnswerSource /*source*/) {}
 
   // True when a query to `address` on the DNS port would reach this server
   // itself (a forwarding loop); the first time for an address it is logged.

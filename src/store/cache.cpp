@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -93,6 +94,13 @@ void CleanCache(StoreContext& ctx) {
   } catch (const std::exception& e) {
     ReportException(ctx.errors, "modDNS CleanCache", e);
   }
+}
+
+void ClearCache(StoreContext& ctx) {
+  for (auto it = ctx.records.begin(); it != ctx.records.end();)
+    it = it->Permanent ? std::next(it) : ctx.records.Erase(it);
+  ctx.records.SetEarliestExpiry(1e300);
+  ctx.log.AddLine("Cache cleared by operator");
 }
 
 }  // namespace modDNS

@@ -45,6 +45,9 @@ int RecTypeOfKey(std::string_view key);
 
 // Removes expired cached records.
 void CleanCache(StoreContext& ctx);
+// Removes every cached record (the permanent ones stay) and logs "Cache
+// cleared by operator".
+void ClearCache(StoreContext& ctx);
 
 // The record file tokenizer: left-trims `line`, returns the text up to the
 // first space, and leaves the rest (left-trimmed) in `line`.

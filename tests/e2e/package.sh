@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # The Debian package as an operator meets it: built by scripts/build-deb.sh,
-# free of lintian errors and warnings, installed with apt-get (files, user, folder, an
-# enabled unit that systemd-analyze verify accepts), the installed program
-# run as the unit runs it (its user, only its capabilities, a read-only system
-# but its folder, in a network namespace) and asked with dig, reloaded with
-# the unit's reload commands (a check, then SIGHUP), reinstalled without losing the operator's
-# records and leases, and purged. Leaves no package, folder or user behind.
+# free of lintian errors and warnings, installed with apt-get (files, user,
+# folder, desktop entry, an enabled unit that systemd-analyze verify accepts),
+# the installed program run as the unit runs it (its user, only its
+# capabilities, a read-only system but its folder, in a network namespace)
+# and asked with dig, reloaded with the unit's reload commands (a check, then
+# SIGHUP), reinstalled without losing the operator's records and leases, and
+# purged. Leaves no package, folder, user, enabled unit or manual index entry.
 # KV_DEB=<file.deb> tries a package built before instead of building one.
 . "$(dirname "$0")/lib/common.sh"
 kv_init "$1" package
@@ -90,22 +91,16 @@ kv_check "man korvane finds the page in section 8" [ "$(man -w korvane 2>/dev/nu
 # Read as a file: `man korvane` would keep a formatted copy in /var/cache/man.
 kv_check "the page reads without warnings" \
     bash -c '[ -z "$(man --warnings -l /usr/share/man/man8/korvane.8.gz 2>&1 >/dev/null)" ]'
-# What other work adds to the tree is installed as soon as it is there.
 DESKTOP=/usr/share/applications/korvane.desktop
-for pair in docs/help:/usr/share/doc/korvane/html packaging/korvane.desktop:$DESKTOP \
-    packaging/korvane.svg:/usr/share/icons/hicolor/scalable/apps/korvane.svg; do
-    from=$SRC/${pair%%:*}; to=${pair#*:}
-    [ -e "$from" ] || continue
-    kv_check "${pair%%:*} is installed as $to" diff -r "$from" "$to"
-done
-if [ -e "$DESKTOP" ]; then
-    kv_check "desktop-file-validate accepts the desktop entry" desktop-file-validate "$DESKTOP"
-    desktop_key() { sed -n "s/^$1=//p" "$DESKTOP" | head -n 1; }
-    kv_check "the desktop entry starts the installed program" \
-        [ "$(command -v "$(desktop_key Exec | cut -d' ' -f1)")" = /usr/bin/korvane ]
-    kv_check "the desktop entry's icon is the installed one" \
-        [ -f "/usr/share/icons/hicolor/scalable/apps/$(desktop_key Icon).svg" ]
-fi
+ICONS=/usr/share/icons/hicolor/scalable/apps
+kv_check "the help pages are installed as /usr/share/doc/korvane/html" diff -r "$SRC/docs/help" /usr/share/doc/korvane/html
+kv_check "the desktop entry is installed" installed "$DESKTOP" "$SRC/packaging/korvane.desktop"
+kv_check "the icon is installed in $ICONS" installed "$ICONS/korvane.svg" "$SRC/packaging/korvane.svg"
+kv_check "desktop-file-validate accepts the desktop entry" desktop-file-validate "$DESKTOP"
+desktop_key() { sed -n "s/^$1=//p" "$DESKTOP" | head -n 1; }
+kv_check "the desktop entry starts the installed program" \
+    [ "$(command -v "$(desktop_key Exec | cut -d' ' -f1)")" = /usr/bin/korvane ]
+kv_check "the desktop entry's icon is the installed one" [ -f "$ICONS/$(desktop_key Icon).svg" ]
 
 IFS=: read -r _ _ uid _ _ home shell < <(getent passwd korvane)
 kv_check "a system user korvane (uid $uid, home $home, shell $shell)" \

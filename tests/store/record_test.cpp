@@ -150,6 +150,21 @@ TEST(CleanCache, RemovesOnlyExpiredCachedRecords) {
   EXPECT_TRUE(w.records.Named("a.").empty());
 }
 
+TEST(ClearCache, RemovesEveryCachedRecordKeepsThePermanentOnesAndSaysSo) {
+  StoreWorld w;
+  w.Add("a.", 2, 10, "n.");
+  w.Add("p.", 2, 60, "m.", 0, true);
+  w.Add("b.", 2, 20, "m.");
+  w.Add("q.", 2, 60, "n.", 0, true);
+  modDNS::ClearCache(w.ctx);
+  EXPECT_EQ(w.Dump(), (Lines{"p. 2 60 m. 0 P", "q. 2 60 n. 0 P"}));
+  EXPECT_TRUE(w.records.Named("b.").empty());
+  EXPECT_EQ(w.log.lines, Lines{"Cache cleared by operator"});
+  // Learning again works as before.
+  w.Add("a.", 2, 10, "n.");
+  EXPECT_EQ(w.records.Named("a.").size(), 1u);
+}
+
 // --- The index against a full walk -----------------------------------------
 
 // CacheAdd exactly as the plain algorithm walks the whole list.

@@ -97,6 +97,33 @@ kv_netns_add() {   # kv_netns_add <name>: a namespace with loopback up
     ip -n "$1" link set lo up
 }
 
+# kv_xvfb: a virtual display of its own (Xvfb picks a free number); sets
+# KV_DISPLAY (":N").
+kv_xvfb() {
+    Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$KV_TMP/display" 2>"$KV_TMP/xvfb.err" &
+    kv_track $!
+    local i
+    for i in $(seq 1 50); do [ -s "$KV_TMP/display" ] && break; sleep 0.1; done
+    [ -s "$KV_TMP/display" ] || { echo "FAIL: Xvfb did not start"; cat "$KV_TMP/xvfb.err"; exit 1; }
+    KV_DISPLAY=:$(cat "$KV_TMP/display")
+}
+
+# kv_bench_folder <dir>: the program folder the throughput benchmarks serve
+# (www.bench.test and mail.bench.test, no root hints); the questions they
+# ask are in $KV_TMP/queries.txt.
+kv_bench_folder() {
+    mkdir -p "$1"
+    cat >"$1/named.perm" <<'Z'
+bench.test. 3600 SOA ns1.bench.test. hostmaster.bench.test. 1 3600 900 604800 300
+bench.test. 3600 NS ns1.bench.test.
+ns1.bench.test. 3600 A 10.20.0.1
+www.bench.test. 3600 A 10.20.0.2
+mail.bench.test. 3600 A 10.20.0.3
+Z
+    printf '; none\n' >"$1/named.root"
+    printf 'www.bench.test A\nmail.bench.test A\n' >"$KV_TMP/queries.txt"
+}
+
 kv_free_udp_port() {   # a free UDP port on all addresses
     python3 -c 'import socket; s=socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(("0.0.0.0", 0)); print(s.getsockname()[1])'
 }

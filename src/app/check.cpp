@@ -65,7 +65,6 @@ int RunCheck(const std::string& folder, int dnsPort, const std::vector<std::stri
 
   const FolderLoad load = LoadProgramFolder(store, options, dhcp);
   if (load.rootHintsUnread && RootHintsNeeded(options)) ++output.problems;
-  for (const std::string& pool : PoolsOnNoInterface(store)) output.Problem(pool);
   for (const std::string& loop : ForwardingLoops(options, localIPs, dnsPort)) output.Problem(loop);
   std::optional<std::string> bindProblem = DnsBindProblem(options.DNSBIND, localIPs);
   if (!bindProblem) {

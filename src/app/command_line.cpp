@@ -110,7 +110,8 @@ const char* UsageText() {
          "                  serving, and exit\n"
          "  --version       print the version and exit\n"
          "  --help          print this text and exit\n"
-         "Signals: SIGINT and SIGTERM close in order, SIGHUP reloads the records.\n"
+         "Signals: SIGINT and SIGTERM close in order (also while the files load),\n"
+         "SIGHUP reads korvane.ini and the records again.\n"
          "Exit status: 0 clean; 1 a failed start, a failed save, or --check found a\n"
          "problem; 2 a bad command line.\n";
 }

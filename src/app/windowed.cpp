@@ -51,13 +51,13 @@ void RestartHeadlessOnFatal(QtMsgType type, const QMessageLogContext& context,
   std::_Exit(1);
 }
 
-// SIGINT and SIGTERM close in order, SIGHUP reloads the records.
+// SIGINT and SIGTERM close in order, SIGHUP reads korvane.ini and the records again.
 std::unique_ptr<SignalWatcher> WatchSignals(Application& korvane,
                                             std::function<void(CloseReason)> close) {
   auto watcher = std::make_unique<SignalWatcher>();
   watcher->SetHandler([&korvane, close](int number) {
     if (number == SIGHUP) {
-      korvane.Reload();
+      korvane.ReloadConfiguration();
       return;
     }
     close(number == SIGINT ? CloseReason::kUser : CloseReason::kTerminationSignal);
@@ -115,8 +115,10 @@ int RunHeadless(int& argc, char** argv, const Settings& settings, const CommandL
   HeadlessMessageBoxes boxes;
   SystemTextEditor editor;
   Application korvane(settings, boxes, editor);
-  auto watcher = WatchSignals(korvane, [&korvane](CloseReason why) {
-    QCoreApplication::exit(korvane.Close(why) ? ExitStatus::kClean : ExitStatus::kFailed);
+  int closedStatus = ExitStatus::kClean;
+  auto watcher = WatchSignals(korvane, [&korvane, &closedStatus](CloseReason why) {
+    closedStatus = korvane.Close(why) ? ExitStatus::kClean : ExitStatus::kFailed;
+    QCoreApplication::exit(closedStatus);
   });
   // A headless server that cannot serve DNS ends, so that a supervisor sees it.
   QObject::connect(
@@ -127,6 +129,8 @@ int RunHeadless(int& argc, char** argv, const Settings& settings, const CommandL
       },
       Qt::QueuedConnection);
   korvane.Start();
+  // A termination signal while the files loaded: closed already.
+  if (korvane.Closed()) return closedStatus;
   std::unique_ptr<StallProbe> probe;
   if (line.stallProbe) probe = std::make_unique<StallProbe>(stderr, 0);
   return app.exec();

@@ -95,7 +95,9 @@ class DhcpServer : public LeaseSource {
   // Writes "dhcp.dat" whole. False (and reported) when it cannot be written.
   bool Save();
   // Replaces the leases by those of "dhcp.dat"; a missing file leaves none.
-  void Load();
+  // Logs each line it skips or cuts and a summary; returns how many lines
+  // it warned about.
+  int Load();
   std::string LeaseFilePath() const { return folder_ + "/dhcp.dat"; }
 
   const LeaseTable& Leases() const { return leases_; }

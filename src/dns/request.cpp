@@ -97,7 +97,7 @@ void clDNSRequest::Resolve(DateTime now, Resolution& found) {
       AddLeaseAnswers(now);
       if (answer_.size() > before) found.complete = true;
     }
-    const std::string* alias = AnswerFromRecords(found);
+    const SharedText* alias = AnswerFromRecords(found);
     if (!alias) return;
     if (hops >= kMaxAliasHops) {
       // An alias chain this long is a loop or an attack.
@@ -109,7 +109,7 @@ void clDNSRequest::Resolve(DateTime now, Resolution& found) {
   }
 }
 
-const std::string* clDNSRequest::AnswerFromRecords(Resolution& found) {
+const SharedText* clDNSRequest::AnswerFromRecords(Resolution& found) {
   for (const auto& it : store_.records.Named(currentName_)) {
     const clDNSRecord& record = *it;
     found.nameExists = true;

@@ -127,7 +127,7 @@ class clDNSRequest {
   };
   void Resolve(DateTime now, Resolution& found);
   // One pass of the records of the current name; the alias met, or null.
-  const std::string* AnswerFromRecords(Resolution& found);
+  const SharedText* AnswerFromRecords(Resolution& found);
   // Sends the answer or asks another server; Check's result.
   bool Conclude(bool complete, DateTime now);
   // Settles a question that would have to be asked of another server but

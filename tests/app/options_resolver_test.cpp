@@ -50,21 +50,6 @@ TEST(ResolverOptions, AreReadLeniently) {
   }
 }
 
-TEST(ResolverOptions, AnEntryThatIsNoNetworkIsSaidWithItsLine) {
-  TempDir dir;
-  dir.Write("korvane.ini", "Name: ns1.office.example\r\n"
-                           "RecursionFrom: 10.0.0.0/33, 192.0.2.0/24 Office\r\n"
-                           "RecursionFrom: any\r\n");
-  Options options;
-  RecordingErrorReporter errors;
-  RecordingLog log;
-  modMain::LoadOptions(dir.File("korvane.ini"), options, errors, &log);
-  EXPECT_EQ(options.RECURSIONFROM, (std::vector<std::string>{"192.0.2.0/24", "any"}));
-  EXPECT_EQ(log.lines, (std::vector<std::string>{
-                           "korvane.ini:2: RecursionFrom: 10.0.0.0/33 is no network, left out",
-                           "korvane.ini:2: RecursionFrom: Office is no network, left out"}));
-}
-
 TEST(ResolverOptions, AreWrittenAfterThePartsLinesOnlyWhenNotAtTheirDefaults) {
   Options options;
   EXPECT_EQ(modMain::OptionsFileText(options), "HostsTTL: 3600\n");

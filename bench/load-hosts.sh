@@ -17,34 +17,17 @@
 set -u
 BUILD=${1:-$(dirname "$0")/../build}
 SIZES=${2:-"10000 20000 50000 100000 200000 500000 1000000"}
-BIN=$BUILD/korvane
 PROBE=$(dirname "$0")/tools/load_probe.py
-[ -x "$BIN" ] || { echo "not built: $BIN" >&2; exit 1; }
-BIN=$(readlink -f "$BIN")
+. "$(dirname "$0")/../tests/e2e/lib/common.sh"
+kv_init "$BUILD/korvane" load
+BIN=$KV_BIN
+TMP=$KV_TMP
 for t in python3 dnsmasq; do
     command -v "$t" >/dev/null || { echo "needs $t" >&2; exit 1; }
 done
 DNSMASQ=$(command -v dnsmasq)
 AS_ROOT=()
 [ "$(id -u)" -eq 0 ] && AS_ROOT=(--user=root)
-
-TMP=$(mktemp -d /tmp/kvb-load.XXXXXX)
-PIDS=()
-cleanup() {
-    local p
-    for p in "${PIDS[@]}"; do kill "$p" 2>/dev/null; done
-    for p in "${PIDS[@]}"; do
-        for _ in $(seq 1 50); do kill -0 "$p" 2>/dev/null || break; sleep 0.1; done
-        kill -9 "$p" 2>/dev/null
-    done
-    rm -rf "$TMP"
-}
-trap cleanup EXIT
-trap 'exit 130' INT TERM
-
-free_port() {
-    python3 -c 'import socket; s=socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
-}
 
 # blocklist LINES FILE: names of blocklist length (20 to 35 characters).
 blocklist() {
@@ -101,14 +84,14 @@ korvane_dir() {
 
 run_korvane() {   # run_korvane DIR NAME: prints the probe's figures
     local port
-    port=$(free_port)
+    port=$(kv_free_udp_port)
     python3 "$PROBE" first "$port" "$2" -- "$BIN" --headless --quiet --dir "$1" --dns-port "$port"
 }
 
 run_dnsmasq() {   # run_dnsmasq NAME ARGS...
     local port name=$1
     shift
-    port=$(free_port)
+    port=$(kv_free_udp_port)
     python3 "$PROBE" first "$port" "$name" -- "$DNSMASQ" --keep-in-foreground --conf-file=/dev/null "${AS_ROOT[@]}" \
         --pid-file="$TMP/dnsmasq.pid" --port="$port" --listen-address=127.0.0.1 --bind-interfaces \
         --no-resolv --no-hosts "$@"
@@ -151,12 +134,14 @@ echo
 echo "SIGHUP reload of that named.perm while www.bench.test is asked every 10 ms:"
 korvane_dir "$TMP/zone"
 echo "www.bench.test. 3600 A 10.99.0.1" >>"$TMP/zone/named.perm"
-port=$(free_port)
+port=$(kv_free_udp_port)
 "$BIN" --headless --dir "$TMP/zone" --dns-port "$port" >"$TMP/zone.log" 2>&1 &
 KPID=$!
-PIDS+=("$KPID")
+kv_track "$KPID"
 for _ in $(seq 1 600); do grep -q "DNS service started" "$TMP/zone.log" && break; sleep 0.1; done
 read -r took worst lost <<<"$(python3 "$PROBE" reload "$port" www.bench.test "$KPID" "$TMP/zone.log" "Records reloaded")"
 echo "  reload took $took s; slowest answer meanwhile $worst s; $lost queries unanswered"
 kill "$KPID"
 wait "$KPID" 2>/dev/null
+kv_untrack "$KPID"
+exit 0

@@ -3,8 +3,9 @@
 # display (Xvfb) on a copy of the example folder, asks it a few DNS
 # questions, gets it a DHCP lease (as root: a real udhcpc client in a network
 # namespace; otherwise a lease written into dhcp.dat before the start), and
-# saves PNGs of the main window (log view, lease view, a menu), About and the
-# options dialog into docs/screenshots/.
+# saves PNGs of the main window (log view, lease view, a menu), About, the
+# options dialog, and the record editor with each
+# of its dialogs into docs/screenshots/.
 #
 #   scripts/screenshots.sh [build folder, default build]
 set -u
@@ -94,6 +95,43 @@ if [ -n "$OPTIONS" ]; then
 else
     echo "the options dialog did not open: options.png not taken" >&2
     exit 1
+fi
+
+key alt+t
+key e
+EDITOR=$(window_named '^Korvane - DNS Records$')
+if [ -n "$EDITOR" ]; then
+    ekey() { xdotool windowfocus --sync "$EDITOR" 2>/dev/null; xdotool key --window "$EDITOR" "$@"; sleep 0.6; }
+    shot "$EDITOR" editor-root.png
+    # comDomain has the focus: the next domain is the example's own.
+    ekey Down
+    shot "$EDITOR" editor.png
+    # dialog <file> <title> <keys in the File menu> [text to type into the first field]
+    dialog() {
+        local file=$1 title=$2 keys=$3 typed=${4:-}
+        # shellcheck disable=SC2086
+        ekey alt+f
+        xdotool key --delay 250 $keys Return
+        sleep 1
+        local win
+        win=$(window_named "^$title\$")
+        [ -n "$win" ] || { echo "$title did not open" >&2; return; }
+        xdotool windowfocus --sync "$win" 2>/dev/null
+        [ -n "$typed" ] && { xdotool type --delay 200 "$typed"; sleep 0.6; }
+        shot "$win" "$file"
+        xdotool key Escape; sleep 1
+    }
+    # A sub-domain: the name comes as ".office.example" with the cursor in front.
+    dialog dialog-domain.png 'Korvane - Domain' "Down Right Up"
+    dialog dialog-host.png 'Korvane - A-Record' "Down Right" "printer2	192.0.2.41"
+    dialog dialog-ns.png 'Korvane - NS-Record' "Down Right Down" "ns2.office.example"
+    dialog dialog-cname.png 'Korvane - CNAME-Record' "Down Right Down Down" "print	printer2.office.example"
+    dialog dialog-mx.png 'Korvane - MX-Record' "Down Right Down Down Down" "mail2.office.example"
+    dialog dialog-dhcp.png 'Korvane - DHCP-Record' "Down Right Down Down Down Down" \
+        "192.0.2.100	192.0.2.150	255.255.255.0	192.0.2.1"
+    ekey ctrl+w 2>/dev/null
+else
+    echo "no record editor in this build: its pictures not taken"
 fi
 
 kv_stop_korvane "$KPID"

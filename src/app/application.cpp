@@ -337,17 +337,36 @@ bool Application::ApplyOptions(const Options& options) {
     }
     options_ = options;
     emit OptionsChanged();
-    const bool wasRunning = serverStarted_;
-    if (wasRunning) Pause();
-    ReloadRecords();
-    emit RecordsReloaded();
-    if (wasRunning && !closed_) StartServices();
+    RestartWithRecords();
     applied = true;
   } catch (const std::exception& e) {
     ReportFault("frmOptions cmdOK", e);
   }
   log_.Flush();
   return applied;
+}
+
+void Application::RestartWithRecords() {
+  const bool wasRunning = serverStarted_;
+  if (wasRunning) Pause();
+  ReloadRecords();
+  emit RecordsReloaded();
+  if (wasRunning && !closed_) StartServices();
+}
+
+bool Application::SaveRecords(const std::vector<clPermRec>& entries) {
+  bool saved = false;
+  try {
+    // The writer reports its own failure; the old file stays as it was.
+    if (!modDNS::WritePerm(store_, entries)) return false;
+    log_.AddLine("DNS records saved.");
+    RestartWithRecords();
+    saved = true;
+  } catch (const std::exception& e) {
+    ReportFault("frmPerm mnuSave", e);
+  }
+  log_.Flush();
+  return saved;
 }
 
 void Application::Housekeeping() {

@@ -81,6 +81,12 @@ class Application : public QObject {
   // file could not be written: that is reported ("frmOptions cmdOK"), the
   // file stays as it was, and nothing else changes.
   bool ApplyOptions(const Options& options);
+  // What the record editor's save does: writes named.perm from `entries`
+  // (atomically), pauses the server if it runs, reads the records again and
+  // starts the server again if it ran. False when the file could not be
+  // written: that is reported ("modDNS WritePerm"), the old file stays, and
+  // nothing else changes.
+  bool SaveRecords(const std::vector<clPermRec>& entries);
   // Logs the reason and tears down: cache file, lease file, sockets, log file.
   // False when the cache or the lease file could not be saved (also on a
   // second call).
@@ -134,7 +140,7 @@ class Application : public QObject {
   void LeasesChanged();
   // ApplyOptions took new options.
   void OptionsChanged();
-  // The records were read again (Reload, ApplyOptions).
+  // The records were read again (Reload, ApplyOptions, SaveRecords).
   void RecordsReloaded();
   // The DNS socket could not be bound (after its log lines and box);
   // `reason` is DnsBindFailure().
@@ -148,6 +154,8 @@ class Application : public QObject {
   int DhcpIndexFor(int k, const Datagram& datagram) const;
   void CloseServiceSockets();
   void Pause();
+  // Pauses a running server, reads the records again and starts it again.
+  void RestartWithRecords();
   void AnnounceServiceState();
   void NoteLeaseChange();
   // Announces the active lease that has run out; finds the next one.

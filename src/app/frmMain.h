@@ -25,6 +25,10 @@ class LogView;
 class TitleStrip;
 class cSysTray;
 
+namespace modEditor {
+class frmPerm;
+}
+
 namespace modMain {
 
 class frmAbout;
@@ -44,7 +48,9 @@ class frmMain : public QMainWindow {
 
   // The windows behind the Tools menu, each opened from its menu entry.
   void ShowOptions();
+  // The record editor is modeless and one at a time: a second call brings it up.
   void ShowRecordEditor();
+  modEditor::frmPerm* RecordEditor() const;
   void ShowLookUp();
 
   // Rebuilds listDHCP from the active leases.
@@ -123,6 +129,7 @@ class frmMain : public QMainWindow {
   QAction* mnuViewW1_ = nullptr;
   QAction* mnuViewW2_ = nullptr;
   QPointer<frmAbout> splash_;
+  QPointer<modEditor::frmPerm> recordEditor_;
   StatusBarFields status_;
   StatusSample lastSample_;
   QTimer statusTimer_;

@@ -9,6 +9,7 @@
 #include "app/links.h"
 #include "app/log_view.h"
 #include "controls/ColList.h"
+#include "editor/frmPerm.h"
 #include "wire/datetime.h"
 
 namespace korvane {
@@ -87,7 +88,19 @@ void frmMain::ShowOptions() {
   dialog.exec();
 }
 
-void frmMain::ShowRecordEditor() {}
+void frmMain::ShowRecordEditor() {
+  if (!recordEditor_) {
+    // A window of its own that the main window owns, closed with it.
+    recordEditor_ = new modEditor::frmPerm(app_, this);
+    recordEditor_->setWindowFlag(Qt::Window);
+    recordEditor_->setAttribute(Qt::WA_DeleteOnClose);
+  }
+  recordEditor_->show();
+  recordEditor_->raise();
+  recordEditor_->activateWindow();
+}
+
+modEditor::frmPerm* frmMain::RecordEditor() const { return recordEditor_; }
 
 void frmMain::ShowLookUp() {}
 

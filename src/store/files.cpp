@@ -58,12 +58,14 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
   // megabytes, and copying it while the string grows costs more than the read.
   struct stat info {};
   std::string content;
-  // One byte more, so that the end shows without growing the string.
-  if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode))
-    content.resize(static_cast<std::size_t>(info.st_size) + 1);
+  // One byte more, so that the end shows without growing the string. Files
+  // that give no size (/proc) are read in one go: a sysctl file says nothing
+  // to a read that does not start at its beginning.
+  const bool sized = fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
+  content.resize(sized ? static_cast<std::size_t>(info.st_size) + 1 : 65536);
   std::size_t filled = 0;
   for (;;) {
-    if (filled == content.size()) content.resize(content.size() + 65536);
+    if (filled == content.size()) content.resize(content.size() * 2);
     ssize_t got = read(fd, content.data() + filled, content.size() - filled);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {  // a directory, or a read error
@@ -77,6 +79,7 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
   }
   close(fd);
   content.resize(filled);
+  if (!sized) content.shrink_to_fit();
   return content;
 }
 

@@ -1,8 +1,8 @@
-# Front door: make run, make test, make bench.
+# Front door: make run, make test, make bench, make deb.
 BUILD ?= build
 JOBS  ?= $(shell nproc)
 
-.PHONY: all deps configure build test bench run clean
+.PHONY: all deps configure build test bench run deb clean
 
 all: build
 
@@ -23,6 +23,11 @@ bench: build
 
 run: build
 	@scripts/run.sh $(BUILD)
+
+# The Debian package, built the Debian way in a copy of the tree:
+# $(BUILD)/korvane_<version>_<arch>.deb.
+deb: deps
+	@scripts/build-deb.sh $(BUILD)
 
 clean:
 	rm -rf $(BUILD)

@@ -15,6 +15,8 @@ packages=(
   kea-dhcp4-server
   # screenshots and the GUI load benchmark: a virtual display and its tools
   xvfb xauth imagemagick xdotool x11-utils
+  # the Debian package: its build, lintian, systemd-analyze verify for the unit
+  debhelper dpkg-dev lintian systemd man-db desktop-file-utils
 )
 
 missing=()

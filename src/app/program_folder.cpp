@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "app/options_file.h"
+#include "dns/local_names.h"
 #include "wire/ip.h"
 
 namespace korvane {
@@ -61,6 +62,16 @@ std::optional<std::string> FolderWriteProblem(const std::string& folder) {
   }
   return "The program folder " + folder + " cannot be written: " + std::strerror(errno) +
          ". The cache and the DHCP leases cannot be saved.";
+}
+
+std::vector<std::string> ForwardingLoops(const Options& options,
+                                         const std::vector<std::string>& localIPs, int dnsPort) {
+  std::vector<std::string> loops;
+  if (!options.RECURSIONOUT) return loops;
+  for (const std::string& server : options.NS)
+    if (IsThisServer(server, options.DNSBIND, localIPs, dnsPort))
+      loops.push_back(ForwardingLoopLine(server));
+  return loops;
 }
 
 std::optional<std::string> DnsBindProblem(const std::string& address,

@@ -39,6 +39,11 @@ bool RootHintsNeeded(const Options& options);
 // it), naming the system's reason; nullopt when it can be written.
 std::optional<std::string> FolderWriteProblem(const std::string& folder);
 
+// One line for each NS server that is this server itself, when names are
+// resolved through them: the server would never ask it.
+std::vector<std::string> ForwardingLoops(const Options& options,
+                                         const std::vector<std::string>& localIPs, int dnsPort);
+
 // The line that says DNSBIND is not an address of this machine (neither in
 // `localIPs` nor a loopback address); nullopt when it is, or is empty.
 std::optional<std::string> DnsBindProblem(const std::string& address,

@@ -4,6 +4,7 @@
 
 KV_PIDS=()
 KV_NETNS=()
+KV_HOOKS=()
 KV_FAILS=0
 KV_TMP=""
 KV_KEEP=${KV_KEEP:-0}   # set to 1 to keep the temp folder for inspection
@@ -36,6 +37,7 @@ kv_cleanup() {
         for _ in $(seq 1 30); do kill -0 "$p" 2>/dev/null || break; sleep 0.1; done
         kill -9 "$p" 2>/dev/null
     done
+    for p in "${KV_HOOKS[@]}"; do "$p"; done
     for p in "${KV_NETNS[@]}"; do
         ip netns del "$p" 2>/dev/null
         rm -rf "/etc/netns/$p" 2>/dev/null
@@ -49,6 +51,8 @@ kv_cleanup() {
 }
 
 kv_track() { KV_PIDS+=("$1"); }
+
+kv_on_cleanup() { KV_HOOKS+=("$1"); }   # a function to run once the PIDs are gone
 
 kv_untrack() {   # forget a PID that has exited
     local p keep=()

@@ -1,4 +1,4 @@
-# Front door: make run, make test, make bench.
+# Front door: make run, make test, make bench, make fuzz, make deb.
 BUILD ?= build
 JOBS  ?= $(shell nproc)
 
@@ -6,7 +6,7 @@ ASAN_BUILD   ?= build-asan
 FUZZ_BUILD   ?= build-fuzz
 FUZZ_SECONDS ?= 60
 
-.PHONY: all deps configure build test test-asan fuzz-build fuzz-smoke fuzz bench run clean
+.PHONY: all deps configure build test test-asan fuzz-build fuzz-smoke fuzz bench run deb clean
 
 all: build
 
@@ -49,6 +49,11 @@ bench: build
 
 run: build
 	@scripts/run.sh $(BUILD)
+
+# The Debian package, built the Debian way in a copy of the tree:
+# $(BUILD)/korvane_<version>_<arch>.deb.
+deb: deps
+	@scripts/build-deb.sh $(BUILD)
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

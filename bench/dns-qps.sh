@@ -15,47 +15,23 @@ set -u
 BUILD=${1:-$(dirname "$0")/../build}
 SECS=${2:-8}
 ROUNDS=${3:-3}
-BIN=$BUILD/korvane
 ECHO=$BUILD/korvane_dns_echo
-for b in "$BIN" "$ECHO"; do
-    [ -x "$b" ] || { echo "not built: $b" >&2; exit 1; }
-done
-BIN=$(readlink -f "$BIN")
+[ -x "$ECHO" ] || { echo "not built: $ECHO" >&2; exit 1; }
 ECHO=$(readlink -f "$ECHO")
+. "$(dirname "$0")/../tests/e2e/lib/common.sh"
+kv_init "$BUILD/korvane" qps
+BIN=$KV_BIN
+TMP=$KV_TMP
 [ "$(id -u)" -eq 0 ] || { echo "needs root (network namespace)" >&2; exit 1; }
 for t in dnsperf dnsmasq dig ip; do
     command -v "$t" >/dev/null || { echo "needs $t" >&2; exit 1; }
 done
-
 NS=kvb-qps-$$
-TMP=$(mktemp -d /tmp/kvb-qps.XXXXXX)
-PIDS=()
-cleanup() {
-    local p
-    for p in "${PIDS[@]}"; do kill "$p" 2>/dev/null; done
-    for p in "${PIDS[@]}"; do
-        for _ in $(seq 1 50); do kill -0 "$p" 2>/dev/null || break; sleep 0.1; done
-        kill -9 "$p" 2>/dev/null
-    done
-    ip netns del "$NS" 2>/dev/null
-    rm -rf "$TMP"
-}
-trap cleanup EXIT
-trap 'exit 130' INT TERM
-ip netns add "$NS" && ip -n "$NS" link set lo up || exit 1
+kv_netns_add "$NS"
 
 PORT=5301
 TICKS=$(getconf CLK_TCK)
-mkdir -p "$TMP/prog"
-cat >"$TMP/prog/named.perm" <<'Z'
-bench.test. 3600 SOA ns1.bench.test. hostmaster.bench.test. 1 3600 900 604800 300
-bench.test. 3600 NS ns1.bench.test.
-ns1.bench.test. 3600 A 10.20.0.1
-www.bench.test. 3600 A 10.20.0.2
-mail.bench.test. 3600 A 10.20.0.3
-Z
-printf '; none\n' >"$TMP/prog/named.root"
-printf 'www.bench.test A\nmail.bench.test A\n' >"$TMP/queries.txt"
+kv_bench_folder "$TMP/prog"
 
 start() {   # start echo|korvane|dnsmasq YES|NO; sets SPID
     case $1 in
@@ -79,7 +55,7 @@ start() {   # start echo|korvane|dnsmasq YES|NO; sets SPID
         ;;
     esac
     SPID=$!
-    PIDS+=("$SPID")
+    kv_track "$SPID"
     local i
     for i in $(seq 1 50); do
         ip netns exec "$NS" dig +time=1 +tries=1 -p $PORT @127.0.0.1 www.bench.test A 2>/dev/null |
@@ -89,16 +65,6 @@ start() {   # start echo|korvane|dnsmasq YES|NO; sets SPID
     echo "$1 did not answer" >&2
     cat "$TMP"/*.err >&2
     exit 1
-}
-
-stop() {   # stop PID
-    kill "$1" 2>/dev/null
-    for _ in $(seq 1 100); do kill -0 "$1" 2>/dev/null || break; sleep 0.1; done
-    kill -9 "$1" 2>/dev/null
-    wait "$1" 2>/dev/null
-    local p keep=()
-    for p in "${PIDS[@]}"; do [ "$p" != "$1" ] && keep+=("$p"); done
-    PIDS=("${keep[@]}")
 }
 
 cpu_ticks() { awk '{print $14 + $15}' "/proc/$1/stat"; }
@@ -125,7 +91,7 @@ run() {
         printf '    %-18s %9s q/s %7s us/query\n' "$name" "${qps:-?}" "$cpu"
     fi
     echo "${qps:-0} $cpu" >>"$TMP/$name"
-    stop "$SPID"
+    kv_stop_korvane "$SPID"   # any server: SIGTERM, wait, forget
 }
 
 median() {   # median FILE COLUMN

@@ -8,11 +8,17 @@ packages=(
   cmake ninja-build g++ make qt6-base-dev libgtest-dev libgmock-dev libbenchmark-dev
   # fuzz harnesses (libFuzzer with its sanitizers)
   clang-14 clang libclang-rt-14-dev
+  # the window: SVG icon plugins, a font metric-compatible with Arial
+  libqt6svg6 fonts-liberation
   # test peers and tools
   bind9-dnsutils dnsperf iproute2 nsd dnsmasq-base dns-root-data python3
   udhcpc isc-dhcp-client kea-admin procps util-linux mount
   # DHCP rate benchmark peer
   kea-dhcp4-server
+  # screenshots and the GUI load benchmark: a virtual display and its tools
+  xvfb xauth imagemagick xdotool x11-utils
+  # the Debian package: its build, lintian, systemd-analyze verify for the unit
+  debhelper dpkg-dev lintian systemd man-db desktop-file-utils
 )
 
 missing=()

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Starts Korvane on the example program folder (copied to run/ on first use).
+# Starts Korvane on the example program folder (copied to run/ on first use):
+# the main window on a desktop, headless without a display.
 # Extra arguments for the program can be given in KORVANE_ARGS, for example
 # KORVANE_ARGS="--dns-port 5353" when not running as root.
 set -euo pipefail

@@ -4,6 +4,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <arpa/inet.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,6 +18,8 @@
 #include "app/program_folder.h"
 #include "app/secure_random.h"
 #include "store/cache_bound.h"
+#include "store/files.h"
+#include "store/load_report.h"
 #include "wire/dns_codec.h"
 
 namespace korvane {
@@ -52,7 +55,8 @@ Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& edi
       clock_(settings_.clock ? *settings_.clock : systemClock_),
       log_(clock_, options_, settings_.folder),
       reporter_(settings_.folder, "korvane", options_, clock_, log_, boxes, editor, prompts_),
-      store_{records_, options_, clock_, log_, reporter_, settings_.folder, localIPs_, DHCPifs_},
+      progress_(log_, [this] { return closed_; }),
+      store_{records_, options_, clock_, log_, reporter_, settings_.folder, localIPs_, DHCPifs_, &progress_},
       dns_(store_, WSDNS_, WSDNS2_),
       dhcp_(DHCPifs_, options_, records_, clock_, log_, reporter_, settings_.folder) {
   log_.SetErrorReporter(&reporter_);
@@ -119,14 +123,44 @@ void Application::Start() {
   localIPs_ = settings_.localIPs ? *settings_.localIPs : modIdentify::ReadLocalIPs(boxes_);
   dns_.SetLocalNetworks(settings_.localNetworks ? *settings_.localNetworks
                                                 : modIdentify::ReadLocalNetworks());
-  LoadProgramFolder(store_, options_, dhcp_);
+  loading_ = true;
+  const FolderLoad load = LoadProgramFolder(store_, options_, dhcp_);
+  loading_ = false;
+  cacheLoaded_ = load.cacheLoaded;
+  leasesLoaded_ = load.leasesLoaded;
+  loadWarnings_ = load.warnings + (load.rootHintsUnread && RootHintsNeeded(options_) ? 1 : 0);
+  if (closed_) return;
+  GiveBackLoadMemory();
+  RunPendingReload();
   modDNS::TrimCache(store_);
   // Said now, not only when the saves at the close fail.
   if (std::optional<std::string> problem = FolderWriteProblem(settings_.folder)) log_.AddLine(*problem);
-  for (const std::string& pool : PoolsOnNoInterface(store_)) log_.AddLine(pool);
   StartServices();
   housekeeping_.start();
   log_.Flush();
+}
+
+modDNS::LoadResult Application::ReloadRecords() {
+  loading_ = true;
+  modDNS::LoadResult result = modDNS::LoadPerm(store_);
+  loading_ = false;
+  GiveBackLoadMemory();
+  if (!result.kept && !result.stopped)
+    log_.AddLine("Records reloaded: " + CountOf(result.permanentRecords, "record") + ".");
+  RunPendingReload();
+  return result;
+}
+
+void Application::GiveBackLoadMemory() {
+  // What the load staged, and the indexes it built, went back to the heap;
+  // the heap keeps it unless asked.
+  malloc_trim(0);
+}
+
+void Application::RunPendingReload() {
+  if (!reloadPending_ || closed_) return;
+  reloadPending_ = false;
+  QMetaObject::invokeMethod(this, [this] { ReloadConfiguration(); }, Qt::QueuedConnection);
 }
 
 void Application::StartServices() {
@@ -254,13 +288,48 @@ void Application::AnnounceServiceState() {
 }
 
 void Application::Reload() {
+  if (loading_) {
+    reloadPending_ = true;
+    return;
+  }
   try {
-    modDNS::LoadPerm(store_);
+    ReloadRecords();
   } catch (const std::exception& e) {
     ReportFault("frmMain mnuReload", e);
   }
   log_.Flush();
   emit RecordsReloaded();
+}
+
+void Application::ReloadConfiguration() {
+  if (loading_) {
+    reloadPending_ = true;
+    return;
+  }
+  try {
+    const std::string path = store_.PathOf("korvane.ini");
+    Options next;
+    int optionWarnings = 0;
+    if (ReadWholeFile(path)) {
+      optionWarnings = LoadOptions(path, next, reporter_, &log_);
+    } else {
+      log_.AddLine("korvane.ini could not be read (" + ErrorOfErrno(errno).description +
+                   "): the options in force stay.");
+      next = options_;
+    }
+    const bool rebind = serverStarted_ && next.DNSBIND != options_.DNSBIND;
+    options_ = next;
+    emit OptionsChanged();
+    if (rebind) Pause();
+    const modDNS::LoadResult records = ReloadRecords();
+    emit RecordsReloaded();
+    if (rebind && !closed_) StartServices();
+    loadWarnings_ = optionWarnings + records.warnings +
+                    (records.rootHintsUnread && RootHintsNeeded(options_) ? 1 : 0);
+  } catch (const std::exception& e) {
+    ReportFault("modMain ReloadConfiguration", e);
+  }
+  log_.Flush();
 }
 
 bool Application::ApplyOptions(const Options& options) {
@@ -274,17 +343,36 @@ bool Application::ApplyOptions(const Options& options) {
     }
     options_ = options;
     emit OptionsChanged();
-    const bool wasRunning = serverStarted_;
-    if (wasRunning) Pause();
-    modDNS::LoadPerm(store_);
-    emit RecordsReloaded();
-    if (wasRunning) StartServices();
+    RestartWithRecords();
     applied = true;
   } catch (const std::exception& e) {
     ReportFault("frmOptions cmdOK", e);
   }
   log_.Flush();
   return applied;
+}
+
+void Application::RestartWithRecords() {
+  const bool wasRunning = serverStarted_;
+  if (wasRunning) Pause();
+  ReloadRecords();
+  emit RecordsReloaded();
+  if (wasRunning && !closed_) StartServices();
+}
+
+bool Application::SaveRecords(const std::vector<clPermRec>& entries) {
+  bool saved = false;
+  try {
+    // The writer reports its own failure; the old file stays as it was.
+    if (!modDNS::WritePerm(store_, entries)) return false;
+    log_.AddLine("DNS records saved.");
+    RestartWithRecords();
+    saved = true;
+  } catch (const std::exception& e) {
+    ReportFault("frmPerm mnuSave", e);
+  }
+  log_.Flush();
+  return saved;
 }
 
 void Application::Housekeeping() {
@@ -355,8 +443,8 @@ bool Application::Close(CloseReason reason) {
     timer_.stop();
     housekeeping_.stop();
     leaseSave_.stop();
-    saveFailed_ = !modDNS::saveCache(store_);
-    saveFailed_ = !dhcp_.Save() || saveFailed_;
+    saveFailed_ = cacheLoaded_ && !modDNS::saveCache(store_);
+    saveFailed_ = (leasesLoaded_ && !dhcp_.Save()) || saveFailed_;
     leasesDirty_ = false;
     dns_.Pause();
     CloseServiceSockets();

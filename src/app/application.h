@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "app/load_progress.h"
 #include "app/log.h"
 #include "app/prompts.h"
 #include "app/query_sockets.h"
@@ -53,25 +54,52 @@ class Application : public QObject {
   ~Application() override;
 
   // The start sequence: identity, options, records, cache, leases, services.
+  // A termination signal while the files load ends it early: Closed() then
+  // holds, and what was not loaded yet is not saved either.
   void Start();
+  // The start sequence up to the services: identity, options, records,
+  // cache, leases (all a check of the folder needs; LoadWarnings then says
+  // how many lines were skipped or cut). False when the program closed
+  // meanwhile.
+  bool LoadFiles();
   // Binds the DNS socket and one DHCP socket per DHCP interface.
   void StartServices();
   // The "&Pause Server" / "&Start Server" command.
   void StartStop();
-  // Reads the records again (the sockets stay as they are).
+  // Reads the records again (the sockets stay as they are). A record file
+  // that cannot be read, or has a "(" it never closes, leaves the records in
+  // force (LoadPerm says so); otherwise "Records reloaded: N records.".
   void Reload();
+  // What SIGHUP does: reads korvane.ini again and takes its options (a
+  // changed DNSBind binds the DNS socket anew, as the options dialog's OK
+  // does), then the records as Reload does. A korvane.ini that cannot be read
+  // leaves the options in force. Asked for during a load, it runs after it.
+  void ReloadConfiguration();
   // What the options dialog's OK does once its checks have passed: writes
   // korvane.ini, pauses the server if it runs, reads the records again and
   // starts the server again (on the new DNSBIND) if it ran. False when the
   // file could not be written: that is reported ("frmOptions cmdOK"), the
   // file stays as it was, and nothing else changes.
   bool ApplyOptions(const Options& options);
+  // What the record editor's save does: writes named.perm from `entries`
+  // (atomically), pauses the server if it runs, reads the records again and
+  // starts the server again if it ran. False when the file could not be
+  // written: that is reported ("modDNS WritePerm"), the old file stays, and
+  // nothing else changes.
+  bool SaveRecords(const std::vector<clPermRec>& entries);
   // Logs the reason and tears down: cache file, lease file, sockets, log file.
   // False when the cache or the lease file could not be saved (also on a
   // second call).
   bool Close(CloseReason reason);
 
   bool ServerStarted() const { return serverStarted_; }
+  // The program closed (also during the start's loading).
+  bool Closed() const { return closed_; }
+  // Lines the loaders skipped or cut (each one logged), and root hints that
+  // are needed and could not be read, in the start sequence or in the latest
+  // ReloadConfiguration: korvane.ini, the record files, the hosts file,
+  // perm.dat, the cache file and the lease file.
+  int LoadWarnings() const { return loadWarnings_; }
   // Why the last DNS bind failed, in the operator's words ("" after one that
   // worked); the windowed bind-failure box carries it.
   const std::string& DnsBindFailure() const { return dnsBindFailure_; }
@@ -91,7 +119,7 @@ class Application : public QObject {
   int DnsPort() const { return WSDNS_.LocalPort(); }
   // The loading-progress display for long record files (null: none). Set
   // it before Start to see the start-up's loading.
-  void SetProgressSink(ProgressSink* progress) { store_.progress = progress; }
+  void SetProgressSink(ProgressSink* progress) { progress_.SetDisplay(progress); }
   // Boxes that must wait until the running handler has returned.
   PromptQueue& prompts() { return prompts_; }
   // The operator's message boxes and text editor, for the windows' own prompts.
@@ -112,7 +140,7 @@ class Application : public QObject {
   void LeasesChanged();
   // ApplyOptions took new options.
   void OptionsChanged();
-  // The records were read again (Reload, ApplyOptions).
+  // The records were read again (Reload, ApplyOptions, SaveRecords).
   void RecordsReloaded();
   // The DNS socket could not be bound (after its log lines and box);
   // `reason` is DnsBindFailure().
@@ -126,6 +154,8 @@ class Application : public QObject {
   int DhcpIndexFor(int k, const Datagram& datagram) const;
   void CloseServiceSockets();
   void Pause();
+  // Pauses a running server, reads the records again and starts it again.
+  void RestartWithRecords();
   void AnnounceServiceState();
   void NoteLeaseChange();
   // A changed lease table is written on the next pass of the event loop,
@@ -137,6 +167,13 @@ class Application : public QObject {
   // Announces the active lease that has run out; finds the next one.
   void WatchLeaseExpiry();
   void ReportFault(const char* tag, const std::exception& error);
+  // LoadPerm with its progress shown; when it took effect, the "Records
+  // reloaded" line. A reload asked for meanwhile runs after it.
+  modDNS::LoadResult ReloadRecords();
+  // Returns the free heap pages a load leaves to the system.
+  void GiveBackLoadMemory();
+  // Queues the reload asked for while the files loaded.
+  void RunPendingReload();
 
   Settings settings_;
   MessageBoxes& boxes_;
@@ -150,6 +187,7 @@ class Application : public QObject {
   std::vector<std::string> localIPs_;
   Log log_;
   SupportReporter reporter_;
+  LoadProgress progress_;
   StoreContext store_;
 
   UdpSocket WSDNS_;
@@ -175,6 +213,13 @@ class Application : public QObject {
   bool leaseExpiryStale_ = false;
   bool serverStarted_ = false;
   bool closed_ = false;
+  bool loading_ = false;
+  bool reloadPending_ = false;
+  // Only what was loaded is saved at close: a close during start-up must
+  // not write an empty cache or lease file over the one not read yet.
+  bool cacheLoaded_ = false;
+  bool leasesLoaded_ = false;
+  int loadWarnings_ = 0;
   bool saveFailed_ = false;
   std::string dnsBindFailure_;
   std::string startStopCaption_ = "&Start Server";

@@ -64,6 +64,36 @@ std::string InUseReason(const std::string& address, int port, const std::string&
   return "Address already in use: port " + std::to_string(port) + " is used by " + holder;
 }
 
+// The path a /proc link names; an executable replaced by an upgrade reads
+// "/usr/bin/korvane (deleted)".
+std::optional<fs::path> LinkTarget(const std::string& link) {
+  std::error_code error;
+  std::string target = fs::read_symlink(link, error).string();
+  if (error) return std::nullopt;
+  const std::string deleted = " (deleted)";
+  if (target.size() > deleted.size() && target.ends_with(deleted))
+    target.resize(target.size() - deleted.size());
+  return fs::path(target);
+}
+
+// The program folder a command line names: the value of --dir (or -dir, or
+// --dir=...), relative to `cwd`; nullopt without one.
+std::optional<fs::path> DirArgument(const std::string& cmdline, const fs::path& cwd) {
+  std::vector<std::string> arguments;
+  std::istringstream parts(cmdline);
+  for (std::string part; std::getline(parts, part, '\0');) arguments.push_back(part);
+  std::optional<std::string> value;
+  for (std::size_t i = 1; i < arguments.size(); ++i) {
+    const std::string& argument = arguments[i];
+    if ((argument == "--dir" || argument == "-dir") && i + 1 < arguments.size())
+      value = arguments[++i];
+    else if (argument.starts_with("--dir=") || argument.starts_with("-dir="))
+      value = argument.substr(argument.find('=') + 1);
+  }
+  if (!value) return std::nullopt;
+  return cwd / *value;
+}
+
 int UnprivilegedPortStart(const std::string& procRoot) {
   std::optional<std::string> text = ReadWholeFile(procRoot + "/sys/net/ipv4/ip_unprivileged_port_start");
   int start = 0;
@@ -138,6 +168,29 @@ std::optional<PortHolder> ProcessHolding(const std::vector<uint64_t>& inodes,
     }
   }
   return std::nullopt;
+}
+
+std::optional<PortHolder> PortHolderOf(const std::string& address, int port,
+                                       const std::string& procRoot) {
+  return ProcessHolding(InodesInTheWay(address, port, procRoot), procRoot);
+}
+
+bool ServesFolder(int pid, const std::string& folder, const std::string& procRoot) {
+  const std::string process = procRoot + "/" + std::to_string(pid);
+  const std::optional<fs::path> exe = LinkTarget(process + "/exe");
+  const std::optional<fs::path> ours = LinkTarget(procRoot + "/self/exe");
+  if (!exe || !ours || *exe != *ours) return false;
+  const std::optional<std::string> cmdline = ReadWholeFile(process + "/cmdline");
+  const std::optional<fs::path> cwd = LinkTarget(process + "/cwd");
+  if (!cmdline || !cwd) return false;
+  const fs::path served = DirArgument(*cmdline, *cwd).value_or(exe->parent_path());
+  auto plain = [](const fs::path& path, std::error_code& error) {
+    fs::path resolved = fs::weakly_canonical(path, error);
+    return resolved.has_filename() ? resolved : resolved.parent_path();  // "dir/" is "dir"
+  };
+  std::error_code servedError, folderError;
+  const fs::path a = plain(served, servedError), b = plain(folder, folderError);
+  return !servedError && !folderError && a == b;
 }
 
 std::optional<std::string> BindObstacle(const std::string& address, int port,

@@ -44,6 +44,16 @@ std::vector<uint64_t> BlockingSocketInodes(std::string_view table, const std::st
 std::optional<PortHolder> ProcessHolding(const std::vector<uint64_t>& inodes,
                                          const std::string& procRoot);
 
+// The process holding a socket in the way of binding UDP `address`:`port`;
+// nullopt when nothing is in the way or the holder cannot be seen.
+std::optional<PortHolder> PortHolderOf(const std::string& address, int port,
+                                       const std::string& procRoot = "/proc");
+
+// Whether process `pid` runs this program's executable on the program folder
+// `folder` (its --dir, or the executable's folder without one), so that a
+// port it holds is the running server's own. False when /proc does not tell.
+bool ServesFolder(int pid, const std::string& folder, const std::string& procRoot = "/proc");
+
 }  // namespace modMain
 
 }  // namespace korvane

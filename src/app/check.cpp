@@ -65,10 +65,16 @@ int RunCheck(const std::string& folder, int dnsPort, const std::vector<std::stri
 
   const FolderLoad load = LoadProgramFolder(store, options, dhcp);
   if (load.rootHintsUnread && RootHintsNeeded(options)) ++output.problems;
-  for (const std::string& pool : PoolsOnNoInterface(store)) output.Problem(pool);
+  for (const std::string& loop : ForwardingLoops(options, localIPs, dnsPort)) output.Problem(loop);
   std::optional<std::string> bindProblem = DnsBindProblem(options.DNSBIND, localIPs);
   if (!bindProblem) {
-    if (std::optional<std::string> obstacle = BindObstacle(options.DNSBIND, dnsPort))
+    // Checked before a reload, the running server's own socket is in the way
+    // of nothing.
+    const std::optional<PortHolder> holder = PortHolderOf(options.DNSBIND, dnsPort);
+    if (holder && ServesFolder(holder->pid, folder))
+      std::fprintf(out, "Port %d is used by the server running on this folder (pid %d).\n",
+                   dnsPort, holder->pid);
+    else if (std::optional<std::string> obstacle = BindObstacle(options.DNSBIND, dnsPort))
       bindProblem = *obstacle + " - the DNS service will not start.";
   }
   output.Problem(bindProblem);

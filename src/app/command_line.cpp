@@ -58,7 +58,9 @@ ParsedCommandLine ParseCommandLine(const QStringList& arguments, const std::stri
       help("help");
   const QCommandLineOption dir("dir", "", "DIR"), dnsPort("dns-port", "", "N"),
       dhcpPort("dhcp-port", "", "N");
-  parser.addOptions({headless, quiet, check, version, help, dir, dnsPort, dhcpPort});
+  QCommandLineOption stallProbe("stall-probe");
+  stallProbe.setFlags(QCommandLineOption::HiddenFromHelp);
+  parser.addOptions({headless, quiet, check, version, help, dir, dnsPort, dhcpPort, stallProbe});
   if (!parser.parse(arguments)) return ParserRefusal(parser, arguments, {dir, dnsPort, dhcpPort});
   if (!parser.positionalArguments().isEmpty())
     return Refused(parser.positionalArguments().first(), "unexpected argument");
@@ -66,6 +68,7 @@ ParsedCommandLine ParseCommandLine(const QStringList& arguments, const std::stri
   CommandLine line;
   line.headless = parser.isSet(headless);
   line.quiet = parser.isSet(quiet);
+  line.stallProbe = parser.isSet(stallProbe);
   if (parser.isSet(help)) line.action = CommandLine::Action::kHelp;
   else if (parser.isSet(version)) line.action = CommandLine::Action::kVersion;
   else if (parser.isSet(check)) line.action = CommandLine::Action::kCheck;
@@ -96,6 +99,7 @@ const char* UsageText() {
   return "Usage: korvane [--headless] [--quiet] [--dir DIR] [--dns-port N] [--dhcp-port N]\n"
          "               [--check] [--version] [--help]\n"
          "  --headless      run without windows; every log line is also printed here\n"
+         "                  (also when no display is available)\n"
          "  --quiet         print no log lines (the daily log files still get them)\n"
          "  --dir DIR       program folder (korvane.ini, named.perm, ...); default: the\n"
          "                  folder of the executable\n"
@@ -106,7 +110,8 @@ const char* UsageText() {
          "                  serving, and exit\n"
          "  --version       print the version and exit\n"
          "  --help          print this text and exit\n"
-         "Signals: SIGINT and SIGTERM close in order, SIGHUP reloads the records.\n"
+         "Signals: SIGINT and SIGTERM close in order (also while the files load),\n"
+         "SIGHUP reads korvane.ini and the records again.\n"
          "Exit status: 0 clean; 1 a failed start, a failed save, or --check found a\n"
          "problem; 2 a bad command line.\n";
 }

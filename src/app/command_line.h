@@ -22,6 +22,8 @@ struct CommandLine {
   Action action = Action::kRun;
   bool headless = false;
   bool quiet = false;    // print no log lines
+  // Logs the longest event-loop stall to standard error at exit (benchmarks).
+  bool stallProbe = false;
   std::string folder;    // the program folder: absolute, no trailing "/"
   int dnsPort = 53;
   int dhcpPort = 67;

@@ -44,6 +44,7 @@ QHBoxLayout* Row(std::initializer_list<QWidget*> widgets) {
 }  // namespace
 
 frmOptions::frmOptions(Application& app, QWidget* parent) : QDialog(parent), app_(app) {
+  setObjectName("frmOptions");
   setWindowTitle("Korvane - Options");
   auto* left = new QVBoxLayout;
   left->addWidget(NameFrame());

@@ -53,6 +53,18 @@ void Log::Append(std::initializer_list<std::string_view> parts) {
   if (dropped_ > 0 || !writer_->Push(LogRecord{second, epoch_, flags, line.text})) ++dropped_;
 }
 
+void Log::Echo(std::string_view text) {
+  if (!echo_) return;
+  try {
+    if (!writer_) writer_ = std::make_unique<LogWriter>(folder_, echo_, queueBytes_);
+    const auto second = static_cast<int64_t>(std::floor(clock_.Now()));
+    writer_->Push(LogRecord{second, epoch_, LogQueue::kToEcho, text});
+    writer_->Wake();
+  } catch (const std::exception&) {
+    ReportFailure(ErrorNumber::kInternal, "Internal error");
+  }
+}
+
 void Log::CatchUp() {
   if (!writer_) return;
   if (writer_->HasEvents()) TakeWriterEvents();

@@ -66,6 +66,11 @@ class Log : public LogSink {
   // Empties the window; the files and the echo keep their lines.
   void ClearWindow();
 
+  // A line for the echo stream alone (headless standard output, such as the
+  // progress of a long load): not numbered, not in the window nor the file.
+  // Nothing happens without an echo, or when the queue is full.
+  void Echo(std::string_view text);
+
   // Failures go here as "modMain AddLine".
   void SetErrorReporter(ErrorReporter* errors) { errors_ = errors; }
   // Every line is also printed to `echo` (null: none), ended by "\n". Set it

@@ -1,22 +1,20 @@
 // korvane [--headless] [--quiet] [--dir DIR] [--dns-port N] [--dhcp-port N] [--check]
 //         [--version] [--help]
 
-#include <QCoreApplication>
+#include <QStringList>
 
 #include <signal.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <string>
 
-#include "app/application.h"
 #include "app/check.h"
 #include "app/command_line.h"
 #include "app/identify.h"
 #include "app/prompts.h"
-#include "app/signal_watcher.h"
 #include "app/version.h"
+#include "app/windowed.h"
 
 using namespace korvane;
 
@@ -35,15 +33,16 @@ int main(int argc, char** argv) {
   // A client that vanishes must not kill the server through a broken pipe.
   signal(SIGPIPE, SIG_IGN);
 
-  QCoreApplication app(argc, argv);
+  // Parsed before any Q*Application exists: which one depends on the result.
+  QStringList arguments;
+  for (int i = 0; i < argc; ++i) arguments << QString::fromLocal8Bit(argv[i]);
   const modMain::ParsedCommandLine parsed =
-      modMain::ParseCommandLine(QCoreApplication::arguments(), ExecutableFolder(argv[0]));
+      modMain::ParseCommandLine(arguments, ExecutableFolder(argv[0]));
   if (!parsed.commandLine) {
     std::fprintf(stderr, "korvane: %s\n%s", parsed.error.c_str(), modMain::UsageText());
     return modMain::ExitStatus::kUsage;
   }
   const modMain::CommandLine& line = *parsed.commandLine;
-  HeadlessMessageBoxes boxes;
   switch (line.action) {
     case modMain::CommandLine::Action::kHelp:
       std::fputs(modMain::UsageText(), stdout);
@@ -51,8 +50,10 @@ int main(int argc, char** argv) {
     case modMain::CommandLine::Action::kVersion:
       std::printf("Korvane %s\n", modMain::VersionText().c_str());
       return modMain::ExitStatus::kClean;
-    case modMain::CommandLine::Action::kCheck:
+    case modMain::CommandLine::Action::kCheck: {
+      HeadlessMessageBoxes boxes;
       return modMain::RunCheck(line.folder, line.dnsPort, modIdentify::ReadLocalIPs(boxes), stdout);
+    }
     case modMain::CommandLine::Action::kRun:
       break;
   }
@@ -61,32 +62,11 @@ int main(int argc, char** argv) {
   settings.folder = line.folder;
   settings.dnsPort = line.dnsPort;
   settings.dhcpPort = line.dhcpPort;
-  settings.echo = line.quiet ? nullptr : stdout;
-  settings.headless = true;  // there are no windows yet, so every run is headless
-
-  SystemTextEditor editor;
-  modMain::Application korvane(settings, boxes, editor);
-
-  SignalWatcher watcher;
-  watcher.SetHandler([&](int number) {
-    if (number == SIGHUP) {
-      korvane.Reload();
-      return;
-    }
-    const bool saved = korvane.Close(number == SIGINT ? modMain::CloseReason::kUser
-                                                      : modMain::CloseReason::kTerminationSignal);
-    QCoreApplication::exit(saved ? modMain::ExitStatus::kClean : modMain::ExitStatus::kFailed);
-  });
-  // A headless server that cannot serve DNS ends, so that a supervisor sees it.
-  QObject::connect(
-      &korvane, &modMain::Application::DnsServiceFailed, &app,
-      [&] {
-        if (!settings.headless) return;
-        korvane.Close(modMain::CloseReason::kFailedStart);
-        QCoreApplication::exit(modMain::ExitStatus::kFailed);
-      },
-      Qt::QueuedConnection);
-
-  korvane.Start();
-  return app.exec();
+  if (line.headless || !modMain::DisplayNamed()) {
+    settings.headless = true;
+    settings.echo = line.quiet ? nullptr : stdout;
+    return modMain::RunHeadless(argc, argv, settings, line);
+  }
+  // The window shows the log; standard output stays quiet.
+  return modMain::RunWindowed(argc, argv, settings, line);
 }

@@ -12,8 +12,11 @@ namespace modMain {
 
 // Resets `options` to the defaults, then applies the file. A file that cannot
 // be opened keeps the defaults and is reported as "modMain LoadOptions", with
-// the path and the system's reason.
-void LoadOptions(const std::string& path, Options& options, ErrorReporter& errors);
+// the path and the system's reason. Each line it skips (an unknown setting)
+// or reads other than written (a bad address, a number that is none) is
+// logged on `log` when given, then a summary; returns how many lines it
+// warned about.
+int LoadOptions(const std::string& path, Options& options, ErrorReporter& errors, LogSink* log = nullptr);
 
 // The file's text for `options`: the lines the reader understands, in their
 // fixed order, false booleans and empty values left out.

@@ -80,13 +80,15 @@ bool UdpSocket::Bind(const std::string& address, int port, const BindOptions& op
   batch_ = options.batch < 1 ? 1 : options.batch;
   batchSends_ = options.batchSends;
   const auto batch = static_cast<std::size_t>(batch_);
-  buffers_.assign(batch * kDatagramMax, 0);
+  // Left uninitialised: only the bytes that arrive are ever touched, so the
+  // 64 KB a datagram may need cost memory only when one that long comes.
+  buffers_.reset(new char[batch * kDatagramMax]);
   control_.assign(batch * kControlMax, 0);
   received_.assign(batch, mmsghdr{});
   vectors_.assign(batch, iovec{});
   senders_.assign(batch, sockaddr_in{});
   for (std::size_t i = 0; i < batch; ++i) {
-    vectors_[i] = iovec{buffers_.data() + i * kDatagramMax, kDatagramMax};
+    vectors_[i] = iovec{buffers_.get() + i * kDatagramMax, kDatagramMax};
     msghdr& header = received_[i].msg_hdr;
     header.msg_name = &senders_[i];
     header.msg_iov = &vectors_[i];

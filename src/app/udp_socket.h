@@ -104,7 +104,7 @@ class UdpSocket : public QObject, public DatagramSender {
   int batch_ = 32;
   bool batchSends_ = false;
   bool draining_ = false;
-  std::vector<char> buffers_;
+  std::unique_ptr<char[]> buffers_;
   std::vector<char> control_;
   std::vector<mmsghdr> received_;
   std::vector<iovec> vectors_;

@@ -329,6 +329,25 @@ std::optional<DateTime> DhcpServer::NextExpiry() const {
   return leases_.NextExpiryAfter(clock_.Now());
 }
 
+std::vector<PoolUse> DhcpServer::PoolsInUse() const {
+  std::vector<PoolUse> pools;
+  const DateTime now = clock_.Now();
+  for (const clDHCPif& interface : DHCPifs_) {
+    PoolUse use{interface.IPaddr};
+    std::optional<std::uint32_t> from = CanonicalAddress(interface.ScopeFrom);
+    std::optional<std::uint32_t> to = CanonicalAddress(interface.ScopeTo);
+    if (from && to && *from <= *to) {
+      use.size = std::uint64_t(*to) - *from + 1;
+      for (const clLease& lease : leases_) {
+        std::optional<std::uint32_t> address = CanonicalAddress(lease.IPaddr);
+        if (lease.Expires > now && address && *address >= *from && *address <= *to) ++use.inUse;
+      }
+    }
+    pools.push_back(std::move(use));
+  }
+  return pools;
+}
+
 std::vector<LeaseView> DhcpServer::Views(const LeaseTable::Ids& ids) const {
   std::vector<LeaseView> views;
   for (LeaseTable::Id id : ids) {

@@ -47,6 +47,13 @@ std::string HexToHW(std::string_view text, ErrorReporter& errors = DefaultErrorR
 
 }  // namespace modDHCP
 
+// How full one pool is: active leases of addresses inside it, and its size.
+struct PoolUse {
+  std::string IPaddr;  // the DHCP interface's own address
+  std::uint64_t inUse = 0;
+  std::uint64_t size = 0;
+};
+
 class DhcpServer : public LeaseSource {
  public:
   // The DHCP interfaces, options and records are read at each use, so reloads
@@ -88,7 +95,9 @@ class DhcpServer : public LeaseSource {
   // Writes "dhcp.dat" whole. False (and reported) when it cannot be written.
   bool Save();
   // Replaces the leases by those of "dhcp.dat"; a missing file leaves none.
-  void Load();
+  // Logs each line it skips or cuts and a summary; returns how many lines
+  // it warned about.
+  int Load();
   std::string LeaseFilePath() const { return folder_ + "/dhcp.dat"; }
 
   const LeaseTable& Leases() const { return leases_; }
@@ -98,6 +107,9 @@ class DhcpServer : public LeaseSource {
   // The earliest Expires among the active leases: the moment the lease list
   // next changes without a request. nullopt when no lease is active.
   std::optional<DateTime> NextExpiry() const;
+  // One entry per DHCP interface, in their order; for a status display that
+  // asks once a second (a walk of the table per pool).
+  std::vector<PoolUse> PoolsInUse() const;
   // Grows with every change of the lease table (requests, Load, DeleteClient),
   // so an unchanged value means the same table; the passing of time does not
   // count (see NextExpiry).

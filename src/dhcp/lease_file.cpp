@@ -3,6 +3,7 @@
 
 #include "dhcp/dhcp_server.h"
 #include "store/files.h"
+#include "store/load_report.h"
 #include "wire/text.h"
 #include "wire/clean_name.h"
 #include "wire/datetime.h"
@@ -82,29 +83,55 @@ bool DhcpServer::Save() {
   return false;
 }
 
-void DhcpServer::Load() {
+namespace {
+
+bool IsHex(std::string_view text) {
+  if (text.size() % 2 != 0) return false;
+  for (char c : text)
+    if (HexDigit(c) < 0) return false;
+  return true;
+}
+
+}  // namespace
+
+int DhcpServer::Load() {
   try {
     leases_.Clear();
     std::optional<std::string> content = ReadWholeFile(LeaseFilePath());
+    FileReport report(log_, "dhcp.dat");
     text::LineReader lines(content ? std::string_view(*content) : std::string_view());
+    std::size_t number = 0;
     for (std::string_view line; lines.Next(line);) {
+      ++number;
       line = line.substr(0, line.find(';'));
-      // A nameless client's line begins with the blank after its empty name:
-      // trimming first would shift its fields and lose its lease.
-      const bool nameless = line.starts_with(' ');
+      // A lease without a name was written with the line beginning with a
+      // blank: its fields are read from there, not shifted by one.
+      const bool nameless = !line.empty() && line[0] == ' ';
       line = text::TrimSpaces(line);
+      if (line.empty()) continue;
       std::string_view name, address, clientID;
-      if (!nameless && !SplitField(line, name)) continue;
-      if (!SplitField(line, address) || !SplitField(line, clientID)) continue;
+      if ((!nameless && !SplitField(line, name)) || !SplitField(line, address) || !SplitField(line, clientID)) {
+        report.Skipped(number, "too few fields");
+        continue;
+      }
       std::optional<DateTime> expires = ParseDateTime(line);
-      if (!expires) continue;
-      std::string clientName = nameless ? "" : modMain::CleanName(name) + ".";
-      leases_.Append({*expires, modIP::CleanIP(address), std::move(clientName),
+      if (!expires) {
+        report.Skipped(number, std::string(line) + " is not a date-time");
+        continue;
+      }
+      const std::string ip = modIP::CleanIP(address);
+      if (ip.empty()) report.Cut(number, "bad address " + std::string(address) + ", lease kept without one");
+      if (!IsHex(clientID)) report.Cut(number, "client identity " + std::string(clientID) + " is not hexadecimal");
+      leases_.Append({*expires, ip, nameless ? std::string() : modMain::CleanName(name) + ".",
                       modDHCP::HexToHW(clientID, errors_)});
+      report.Took();
     }
+    if (content) report.Summary("lease");
     Refresh();
+    return report.warnings();
   } catch (const std::exception& error) {
     Fault("modDHCP Load", error);
+    return 0;
   }
 }
 

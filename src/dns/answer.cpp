@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <exception>
+#include <cmath>
 
 #include "dns/request.h"
 #include "wire/zone_names.h"
@@ -187,6 +188,18 @@ std::string clDNSRequest::BuildAnswer(DateTime now) {
   return message;
 }
 
+void clDNSRequest::NoteSources(AnsweredRequest& noted, DateTime now) const {
+  const std::string_view asked = queries_ > 0 ? std::string_view(lastServer_) : std::string_view();
+  for (const clDNSRecord& record : answer_) {
+    if (noted.Count == AnsweredRequest::kMaxSources) break;
+    noted.Sources[noted.Count++] = SourceOf(record, now, store_.origins, asked);
+  }
+  if (asked.empty()) return;
+  CopyText(noted.Server, asked);
+  CopyText(noted.ServerName, lastServerName_);
+  noted.Milliseconds = static_cast<int32_t>(std::lround(std::max(0.0, now - firstQueryAt_) * 1000));
+}
+
 void clDNSRequest::SendAnswer() {
   try {
     if (IsSub()) {
@@ -205,6 +218,10 @@ void clDNSRequest::SendAnswer() {
       store_.log.AddLine({"-> Header: ", modDNS::RCodeN(rcode_)});
     }
     const std::string message = BuildAnswer(now);
+    if (AnsweredRequest* noted = host_.NoteAnswer(FromIP, FromPort, Id)) NoteSources(*noted, now);
+    host_.AnswerSent(queries_ > 0 || subRequests_ > 0 ? AnswerSource::kOtherServers
+                     : fromCache_                     ? AnswerSource::kCache
+                                                      : AnswerSource::kOwnRecords);
     SendError error;
     if (!host_.AnswerSocket().Send(FromIP, FromPort, message, LocalAddress, error))
       store_.log.AddLine("SA-WS Error " + std::to_string(error.number) + " " + error.description);

@@ -113,6 +113,14 @@ void DnsEngine::SwitchTimer(bool on) {
   if (timerSwitch_) timerSwitch_(on);
 }
 
+void DnsEngine::AnswerSent(AnswerSource source) {
+  switch (source) {
+    case AnswerSource::kOwnRecords: ++counters_.answersOwn; break;
+    case AnswerSource::kCache: ++counters_.answersCache; break;
+    case AnswerSource::kOtherServers: ++counters_.answersOthers; break;
+  }
+}
+
 void DnsEngine::SocketError(int socket, int number, const std::string& description) {
   store_.log.AddLine(std::string(socket == 2 ? "MAIN-WS2 Error " : "MAIN-WS Error ") +
                      std::to_string(number) + " " + description);
@@ -157,6 +165,7 @@ void DnsEngine::ProcReq(const std::string& host, int port, std::string_view data
 
 void DnsEngine::RunProcReq(const std::string& host, int port, std::string_view data,
                            const std::string& localAddress) {
+  ++counters_.queries;
   try {
     modDNS::MessageReader reader(data, store_.errors);
     modDNS::MessageHeader header;

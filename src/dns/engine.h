@@ -44,6 +44,15 @@
 
 namespace korvane {
 
+// Plain counts since start, read by the shell once a second for its status
+// display; each costs the answer path one increment.
+struct DnsCounters {
+  uint64_t queries = 0;          // query datagrams taken by ProcReq
+  uint64_t answersOwn = 0;       // from the own records, hosts or leases, or refused here
+  uint64_t answersCache = 0;     // answered from the cache without asking anyone
+  uint64_t answersOthers = 0;    // answered after asking other servers (or giving up)
+};
+
 class DnsEngine : private RequestHost {
  public:
   static constexpr int kTimerIntervalMs = 1000;
@@ -120,6 +129,16 @@ class DnsEngine : private RequestHost {
 
   const std::vector<std::unique_ptr<clDNSRequest>>& Requests() const { return requests_; }
   int32_t TickCounter() const { return tickCounter_; }
+  const DnsCounters& Counters() const { return counters_; }
+
+  // Keeps the sources of the last answers while on (a look-up window is
+  // open); off, nothing is kept.
+  void TrackAnswerSources(bool on) { recent_.Enable(on); }
+  // What was noted of the answer to client:port with `id`; null when
+  // nothing was (tracking off, or the answer is long gone).
+  const AnsweredRequest* AnswerSources(const std::string& client, int port, int id) const {
+    return recent_.Find(client, port, id);
+  }
 
  private:
   class Entry;
@@ -138,8 +157,12 @@ class DnsEngine : private RequestHost {
   int32_t NextQueryId() override;
   double Random() override;
   void EnableTimer() override { SwitchTimer(true); }
+  void AnswerSent(AnswerSource source) override;
   bool IsLoop(const std::string& address) override;
   bool RecursionAllowed(const std::string& client) const override;
+  AnsweredRequest* NoteAnswer(const std::string& client, int port, int id) override {
+    return recent_.Add(client, port, id);
+  }
 
   void RunProcReq(const std::string& host, int port, std::string_view data,
                   const std::string& localAddress);
@@ -189,7 +212,9 @@ class DnsEngine : private RequestHost {
   // Name servers found to be this server; each was logged once.
   std::vector<std::string> loops_;
   uint64_t nextSerial_ = 1;
+  DnsCounters counters_;
 
+  RecentAnswers recent_;
   bool busy_ = false;            // a call from outside is running
   bool pauseDeferred_ = false;   // Pause() came nested: drop the requests on return
   bool busyLogged_ = false;

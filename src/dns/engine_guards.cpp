@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "dns/engine.h"
+#include "dns/local_names.h"
 
 namespace korvane {
 
@@ -24,21 +25,9 @@ int32_t DnsEngine::NextQueryId() {
 
 bool DnsEngine::IsLoop(const std::string& address) {
   if (std::find(loops_.begin(), loops_.end(), address) != loops_.end()) return true;
-  if (servicePort_ != kDnsPort) return false;
-  bool self;
-  const std::string& bind = store_.options.DNSBIND;
-  if (!bind.empty()) {
-    self = address == bind;
-  } else {
-    // Bound to every address: all of this machine's, loopback included.
-    std::optional<uint32_t> ip = modIP::ParseAddress(address);
-    self = (ip && (modIP::IsLoopback(*ip) || *ip == 0)) ||
-           std::find(store_.LocalIPs.begin(), store_.LocalIPs.end(), address) !=
-               store_.LocalIPs.end();
-  }
-  if (!self) return false;
+  if (!IsThisServer(address, store_.options.DNSBIND, store_.LocalIPs, servicePort_)) return false;
   loops_.push_back(address);
-  store_.log.AddLine("Forwarding loop: " + address + " is this server.");
+  store_.log.AddLine(ForwardingLoopLine(address));
   return true;
 }
 
@@ -91,7 +80,7 @@ void DnsEngine::RefuseLoop(std::unique_ptr<clDNSRequest> looped, clDNSRequest& a
   const std::string server = asker.LastServer();
   if (std::find(loops_.begin(), loops_.end(), server) == loops_.end()) {
     loops_.push_back(server);
-    store_.log.AddLine("Forwarding loop: " + server + " is this server.");
+    store_.log.AddLine(ForwardingLoopLine(server));
   }
   looped->SendServerFailure();
   RemoveIfDone(&asker, asker.QueryFailed("forwarding loop"));

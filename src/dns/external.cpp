@@ -65,6 +65,7 @@ bool clDNSRequest::ExtResolve() {
       if (index >= nservs_.size()) index = nservs_.size() - 1;
       const clNServ server = nservs_[index];
       lastServer_ = server.Address;
+      lastServerName_ = server.Name;
       if (host_.IsLoop(server.Address)) {
         DropServer(true, "forwarding loop");
         continue;

@@ -1,9 +1,12 @@
 #include "dns/local_names.h"
 
+#include <algorithm>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "store/record.h"
+#include "wire/ip_network.h"
 #include "wire/zone_names.h"
 
 namespace korvane {
@@ -11,6 +14,7 @@ namespace korvane {
 namespace {
 
 constexpr std::string_view kReverseSuffix = ".in-addr.arpa.";
+constexpr int kDnsPort = 53;  // the port other servers are asked on
 
 int Octet(std::string_view label) {
   if (label.empty() || label.size() > 3 || (label.size() > 1 && label[0] == '0')) return -1;
@@ -68,6 +72,19 @@ LocalName KeptLocal(const std::string& name, int type, const Options& options) {
     if (reverse != LocalName::kNo) return reverse;
   }
   return options.FORWARDBARENAMES ? LocalName::kNo : BareName(name, type);
+}
+
+bool IsThisServer(const std::string& address, const std::string& dnsBind,
+                  const std::vector<std::string>& localIPs, int servicePort) {
+  if (servicePort != kDnsPort) return false;
+  if (!dnsBind.empty()) return address == dnsBind;
+  std::optional<uint32_t> ip = modIP::ParseAddress(address);
+  return (ip && (modIP::IsLoopback(*ip) || *ip == 0)) ||
+         std::find(localIPs.begin(), localIPs.end(), address) != localIPs.end();
+}
+
+std::string ForwardingLoopLine(const std::string& server) {
+  return "Forwarding loop: " + server + " is this server.";
 }
 
 }  // namespace korvane

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "store/options.h"
 
@@ -29,5 +30,15 @@ LocalName BareName(const std::string& name, int type);
 // What the options make of a question that would otherwise go to another
 // server.
 LocalName KeptLocal(const std::string& name, int type, const Options& options);
+
+// Whether the DNS server at `address` (port 53) is this one, serving on
+// `servicePort`: its bind address, or, bound to every address, any address
+// of this machine, loopback and 0.0.0.0 included. Asking it would be a loop.
+bool IsThisServer(const std::string& address, const std::string& dnsBind,
+                  const std::vector<std::string>& localIPs, int servicePort);
+
+// The line that says `server` is this one: "Forwarding loop: 127.0.0.1 is
+// this server."
+std::string ForwardingLoopLine(const std::string& server);
 
 }  // namespace korvane

@@ -17,6 +17,7 @@ struct ReplyFacts {
   std::string soaOwner;  // owner of the first SOA of the authority section
   std::optional<int32_t> soaMinimum;
   bool referral = false;  // NS records in the authority section
+  uint16_t origin = RecordOrigin::kFile;  // the replying server's
 };
 
 void LogReplyHead(LogSink& log, const std::string& host, const modDNS::MessageHeader& header,
@@ -78,7 +79,8 @@ void StoreReplyRecord(StoreContext& store, const modDNS::DecodedRecord& record, 
     store.log.AddLine(prefix + modDNS::RTypeN(record.Type) + "-record for " + record.Name + " = " +
                       shown);
   const int32_t pref = record.Type == RecordType::kMX ? record.Preference : 0;
-  modDNS::CacheAdd(store, record.Name, record.Type, record.TTL, stored, pref, false);
+  modDNS::CacheAdd(store, record.Name, record.Type, record.TTL, stored, pref, false, false,
+                   facts.origin);
 }
 
 // Stores the negative answer a reply without answers gives. An answer for
@@ -90,12 +92,13 @@ bool CacheNegative(StoreContext& store, const modDNS::MessageHeader& header,
   if (header.ANCount > 0) return final;
   const int32_t ttl = facts.soaMinimum.value_or(600);
   if (header.RCode == 3) {
-    modDNS::CacheAdd(store, question, RecordType::kNameError, ttl, facts.soaOwner, 0, false);
+    modDNS::CacheAdd(store, question, RecordType::kNameError, ttl, facts.soaOwner, 0, false, false,
+                     facts.origin);
   } else if (header.RCode == 0 && (!facts.soaOwner.empty() || !facts.referral)) {
     final = true;
     if (questionType != RecordType::kAll)
       modDNS::CacheAdd(store, question, RecordType::kNegativeBase + questionType, ttl,
-                       facts.soaOwner, 0, false);
+                       facts.soaOwner, 0, false, false, facts.origin);
   }
   return final;
 }
@@ -122,6 +125,7 @@ void DnsEngine::TakeReply(uint64_t channel, const std::string& host, int port,
   // Further questions are passed over; the records are read only now that
   // the reply is known to be wanted.
   ReplyFacts facts;
+  facts.origin = store_.origins.OriginOf(host);
   modDNS::DecodedRecord record;
   while (reader.ReadRecord(record)) StoreReplyRecord(store_, record, facts);
   outcome.Final = CacheNegative(store_, header, facts, outcome.Question, questionType);

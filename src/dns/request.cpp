@@ -97,7 +97,7 @@ void clDNSRequest::Resolve(DateTime now, Resolution& found) {
       AddLeaseAnswers(now);
       if (answer_.size() > before) found.complete = true;
     }
-    const std::string* alias = AnswerFromRecords(found);
+    const SharedText* alias = AnswerFromRecords(found);
     if (!alias) return;
     if (hops >= kMaxAliasHops) {
       // An alias chain this long is a loop or an attack.
@@ -109,22 +109,28 @@ void clDNSRequest::Resolve(DateTime now, Resolution& found) {
   }
 }
 
-const std::string* clDNSRequest::AnswerFromRecords(Resolution& found) {
+const SharedText* clDNSRequest::AnswerFromRecords(Resolution& found) {
   for (const auto& it : store_.records.Named(currentName_)) {
     const clDNSRecord& record = *it;
     found.nameExists = true;
     const int type = record.RecType;
+    // For the counters: the answer rests on this record.
+    auto used = [&] { fromCache_ = fromCache_ || !record.Permanent; };
     if (RecType == RecordType::kAll && type < RecordType::kNegativeBase) {
+      used();
       SectionAdd(2, record);
       found.complete = true;
     } else if (type == RecType) {
+      used();
       SectionAdd(2, record);
       found.complete = true;
       if (type == RecordType::kMX) AddAddl(record.Data);
     } else if (type == RecordType::kCNAME) {
+      used();
       SectionAdd(2, record);
       return &record.Data;
     } else if (type == RecordType::kNameError || type - RecordType::kNegativeBase == RecType) {
+      used();
       if (type == RecordType::kNameError) rcode_ = 3;
       found.complete = true;
       for (const auto& soa : store_.records.Named(record.Data)) {
@@ -206,6 +212,7 @@ void clDNSRequest::AddLeaseAnswers(DateTime now) {
       record.Name = currentName_;
       record.Data = modIP::IPToData(lease.IPaddr);
       record.SetTTL(remaining(lease.Expires), now);
+      record.Origin = RecordOrigin::kLease;
       SectionAdd(2, record);
     }
   } else if (RecType == RecordType::kPTR && EndsWith(currentName_, ".in-addr.arpa.")) {
@@ -216,6 +223,7 @@ void clDNSRequest::AddLeaseAnswers(DateTime now) {
       record.Name = currentName_;
       record.Data = lease.ClientName;
       record.SetTTL(remaining(lease.Expires), now);
+      record.Origin = RecordOrigin::kLease;
       SectionAdd(2, record);
     }
   }

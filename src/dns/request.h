@@ -127,7 +127,7 @@ class clDNSRequest {
   };
   void Resolve(DateTime now, Resolution& found);
   // One pass of the records of the current name; the alias met, or null.
-  const std::string* AnswerFromRecords(Resolution& found);
+  const SharedText* AnswerFromRecords(Resolution& found);
   // Sends the answer or asks another server; Check's result.
   bool Conclude(bool complete, DateTime now);
   // Settles a question that would have to be asked of another server but
@@ -165,6 +165,8 @@ class clDNSRequest {
   void AppendRecord(std::string& message, const clDNSRecord& record, int section, DateTime now);
   void AddReferral();
   std::string BuildAnswer(DateTime now);
+  // Notes where each answer record came from.
+  void NoteSources(AnsweredRequest& noted, DateTime now) const;
   // False when the query could not leave (logged as "XR-WS Error"), with
   // the system's reason in `failure`.
   bool SendQuery(const clNServ& server, std::string& failure);
@@ -176,6 +178,7 @@ class clDNSRequest {
   bool answered_ = false;
   bool waitingSub_ = false;
   bool askedExternally_ = false;
+  bool fromCache_ = false;       // a cached record (or negative entry) answered
   bool AA_ = false;
   int rcode_ = 0;
   std::vector<clDNSRecord> answer_, authority_, additional_;
@@ -183,6 +186,7 @@ class clDNSRequest {
   // External resolution state.
   std::vector<clNServ> nservs_;
   std::string lastServer_;       // address the last query went to
+  std::string lastServerName_;   // and that server's name
   bool awaitingReply_ = false;   // a query is out and no reply was taken for it
   std::unique_ptr<QueryChannel> channel_;  // the socket that query left from
   // Why servers were dropped, for the line that says why the request was

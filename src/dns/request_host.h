@@ -10,6 +10,7 @@
 #include <string>
 
 #include "dns/query_channel.h"
+#include "dns/recent_answers.h"
 #include "store/lease_source.h"
 #include "store/store.h"
 #include "wire/services.h"
@@ -17,6 +18,11 @@
 namespace korvane {
 
 class clDNSRequest;
+
+// Where the answer a client got came from, for the counters the status
+// display samples. kOwnRecords also covers what the server decides alone:
+// a refusal, a name kept local, a full request table.
+enum class AnswerSource { kOwnRecords, kCache, kOtherServers };
 
 class RequestHost {
  public:
@@ -50,12 +56,19 @@ class RequestHost {
   virtual double Random() = 0;
   // The timer must run: a request waits.
   virtual void EnableTimer() = 0;
+  // An answer left for a client; a host that keeps no counters ignores it.
+  virtual void AnswerSent(AnswerSource /*source*/) {}
 
   // True when a query to `address` on the DNS port would reach this server
   // itself (a forwarding loop); the first time for an address it is logged.
   virtual bool IsLoop(const std::string& address) = 0;
   // True when `client` may have names resolved through other servers.
   virtual bool RecursionAllowed(const std::string& client) const = 0;
+  // Where to note the sources of the answer about to leave to client:port
+  // with `id`; null (the default) while no one wants them.
+  virtual AnsweredRequest* NoteAnswer(const std::string& /*client*/, int /*port*/, int /*id*/) {
+    return nullptr;
+  }
 };
 
 }  // namespace korvane

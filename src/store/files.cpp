@@ -54,19 +54,32 @@ bool WriteFileAtomically(const std::string& given, const std::string& content) {
 std::optional<std::string> ReadWholeFile(const std::string& path) {
   int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) return std::nullopt;
+  // Read straight into room for the whole file: a blocklist is tens of
+  // megabytes, and copying it while the string grows costs more than the read.
+  struct stat info {};
   std::string content;
-  char buffer[65536];
+  // One byte more, so that the end shows without growing the string. Files
+  // that give no size (/proc) are read in one go: a sysctl file says nothing
+  // to a read that does not start at its beginning.
+  const bool sized = fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0;
+  content.resize(sized ? static_cast<std::size_t>(info.st_size) + 1 : 65536);
+  std::size_t filled = 0;
   for (;;) {
-    ssize_t got = read(fd, buffer, sizeof buffer);
+    if (filled == content.size()) content.resize(content.size() * 2);
+    ssize_t got = read(fd, content.data() + filled, content.size() - filled);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {  // a directory, or a read error
+      const int error = errno;
       close(fd);
+      errno = error;
       return std::nullopt;
     }
     if (got == 0) break;
-    content.append(buffer, static_cast<std::size_t>(got));
+    filled += static_cast<std::size_t>(got);
   }
   close(fd);
+  content.resize(filled);
+  if (!sized) content.shrink_to_fit();
   return content;
 }
 

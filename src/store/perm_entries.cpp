@@ -65,11 +65,12 @@ std::optional<std::vector<clPermRec>> ReadPermEntries(StoreContext& ctx) {
     if (!content) return std::nullopt;
     std::vector<RecordLine> kept;
     ReaderState state;
-    ForEachLogicalLine(*content, [&](std::string line, std::size_t) {
+    ForEachLogicalLine(*content, [&](std::string line, std::size_t, std::size_t) {
       RecordLine record;
       if (ParseRecordLine(ctx, std::move(line), state, 0, record) && EditorType(record.type) &&
           !MergedIntoEarlier(kept, record))
         kept.push_back(std::move(record));
+      return true;
     });
 
     std::vector<std::string> domains = {"."};

@@ -50,52 +50,108 @@ std::optional<int64_t> PlainNumber(std::string_view token) {
 }
 
 // The class may stand before or after the TTL. False when the line is to
-// be skipped.
-bool PassClass(std::string& token, std::string& line) {
+// be skipped, with the reason in `why`.
+bool PassClass(std::string& token, std::string& line, std::string& why) {
   std::string upper = Upper(token);
-  if (upper == "CH") return false;
+  if (upper == "CH") {
+    why = "class CH";
+    return false;
+  }
   if (upper == "IN") token = NextToken(line);
-  return !token.empty() && !line.empty();
+  if (token.empty()) {
+    why = "no type";
+  } else if (line.empty()) {
+    why = "nothing after " + token;
+  }
+  return why.empty();
 }
 
 // Owner, class and TTL; leaves the type in `record`. False to skip the line.
-bool ParseLineStart(std::string& line, ReaderState& state, int64_t age, RecordLine& record) {
-  if (line.empty() || line[0] == '@') return false;
+bool ParseLineStart(std::string& line, ReaderState& state, int64_t age, RecordLine& record,
+                    std::string& why) {
+  if (line.empty()) return false;
+  if (line[0] == '@') {
+    why = "owner @ is not supported";
+    return false;
+  }
   if (line[0] != ' ') {
     state.owner = NameOf(NextToken(line));
     state.haveOwner = true;
     state.ttl = kDefaultRecordTTL;
   } else if (!state.haveOwner) {
+    why = "no owner before this line";
     return false;
   }
   std::string token = NextToken(line);
-  if (!PassClass(token, line)) return false;
+  if (!PassClass(token, line, why)) {
+    record.type = Upper(token);  // the reader may let some types without data go quietly
+    return false;
+  }
   if (std::optional<int64_t> number = PlainNumber(token)) {
     state.ttl = *number - age;
     token = NextToken(line);
   }
   if (state.ttl < 0) return false;
-  if (!PassClass(token, line)) return false;
+  if (!PassClass(token, line, why)) {
+    record.type = Upper(token);  // the reader may let some types without data go quietly
+    return false;
+  }
   record.owner = state.owner;
   record.type = Upper(token);
+  record.typeText = token;
   record.ttl = static_cast<int32_t>(std::min<int64_t>(state.ttl, std::numeric_limits<int32_t>::max()));
   return true;
 }
 
 // False when the line runs out before the fifth number, or a number is out
 // of range (reported): no short SOA is stored.
-bool ParseSoa(StoreContext& ctx, std::string& line, std::string& data) {
+bool ParseSoa(StoreContext& ctx, std::string& line, std::string& data, std::string& why) {
   SoaData soa;
   soa.Primary = NameOf(NextToken(line));
   soa.Mailbox = NameOf(NextToken(line));
   for (uint32_t* number : {&soa.Serial, &soa.Refresh, &soa.Retry, &soa.Expire, &soa.Minimum}) {
     std::string token = NextToken(line);
-    if (token.empty()) return false;
+    if (token.empty()) {
+      why = "SOA short of its five numbers";
+      return false;
+    }
     const double whole = std::floor(LeadingNumber(token));
-    if (MakeLong(whole, ctx.errors).size() != 4) return false;
+    if (MakeLong(whole, ctx.errors).size() != 4) {
+      why = "SOA number " + token + " out of range";
+      return false;
+    }
     *number = static_cast<uint32_t>(static_cast<int32_t>(whole));
   }
   data = soa.Pack();
+  return true;
+}
+
+bool ReadRecordLine(StoreContext& ctx, std::string& line, ReaderState& state, int64_t age,
+                    RecordLine& record, std::string& why) {
+  if (!ParseLineStart(line, state, age, record, why)) return false;
+  record.pref = 0;
+  if (record.type == "A") {
+    std::string token = NextToken(line);
+    // The lenient address reading would turn 300.1.1.1 into 255.1.1.1: an
+    // operator's typing error must not become a record.
+    std::string address = HasOctetAbove255(token) ? std::string() : modIP::CleanIP(token);
+    if (address.empty()) {
+      why = "bad address " + token;
+      return false;
+    }
+    record.data = modIP::IPToData(address);
+    if (!modIP::IsDottedQuad(token)) record.note = token + " is not an IPv4 address, read as " + address;
+  } else if (record.type == "SOA") {
+    return ParseSoa(ctx, line, record.data, why);
+  } else if (record.type == "MX") {
+    record.pref = RoundToInt32(std::trunc(std::fabs(LeadingNumber(NextToken(line)))));
+    record.data = NameOf(NextToken(line));
+  } else if (record.type == "DHCP") {
+    record.data.clear();
+    for (int i = 0; i < 4; ++i) record.data += modIP::IPToData(NextToken(line));
+  } else {
+    record.data = NameOf(NextToken(line));
+  }
   return true;
 }
 
@@ -110,29 +166,12 @@ std::string NextToken(std::string& line) {
 }
 
 bool ParseRecordLine(StoreContext& ctx, std::string line, ReaderState& state, int64_t age,
-                     RecordLine& record) {
-  if (!ParseLineStart(line, state, age, record)) return false;
-  record.pref = 0;
-  if (record.type == "A") {
-    std::string token = NextToken(line);
-    // The lenient address reading would turn 300.1.1.1 into 255.1.1.1: an
-    // operator's typing error must not become a record.
-    if (HasOctetAbove255(token)) return false;
-    std::string address = modIP::CleanIP(token);
-    if (address.empty()) return false;
-    record.data = modIP::IPToData(address);
-  } else if (record.type == "SOA") {
-    return ParseSoa(ctx, line, record.data);
-  } else if (record.type == "MX") {
-    record.pref = RoundToInt32(std::trunc(std::fabs(LeadingNumber(NextToken(line)))));
-    record.data = NameOf(NextToken(line));
-  } else if (record.type == "DHCP") {
-    record.data.clear();
-    for (int i = 0; i < 4; ++i) record.data += modIP::IPToData(NextToken(line));
-  } else {
-    record.data = NameOf(NextToken(line));
-  }
-  return true;
+                     RecordLine& record, std::string* why) {
+  std::string reason;
+  const bool taken = ReadRecordLine(ctx, line, state, age, record, reason);
+  if (why) *why = std::move(reason);
+  if (taken) record.rest = std::move(line);
+  return taken;
 }
 
 bool PoolOf(const StoreContext& ctx, const RecordLine& record, clDHCPif& pool) {
@@ -155,10 +194,13 @@ bool PoolOf(const StoreContext& ctx, const RecordLine& record, clDHCPif& pool) {
   return true;
 }
 
-bool ForEachLogicalLine(std::string_view content,
-                        const std::function<void(std::string line, std::size_t end)>& take) {
+LogicalLines ForEachLogicalLine(
+    std::string_view content,
+    const std::function<bool(std::string line, std::size_t number, std::size_t end)>& take) {
+  LogicalLines result;
   LineReader lines(content);
   for (std::string_view physical; lines.Next(physical);) {
+    const std::size_t number = ++result.lines;
     std::string line(physical);
     TabsToSpaces(line);
     CutComment(line);
@@ -168,6 +210,7 @@ bool ForEachLogicalLine(std::string_view content,
       line.pop_back();
       bool closed = false;
       while (!closed && lines.Next(physical)) {
+        ++result.lines;
         std::string more(physical);
         TabsToSpaces(more);
         more = std::string(TrimSpaces(more));
@@ -180,11 +223,15 @@ bool ForEachLogicalLine(std::string_view content,
         line += ' ';
         line += more;
       }
-      if (!closed) return false;
+      if (!closed) {
+        result.openedAt = number;
+        result.swallowed = result.lines - number + 1;
+        return result;
+      }
     }
-    take(std::move(line), lines.Offset());
+    if (!take(std::move(line), number, lines.Offset())) break;
   }
-  return true;
+  return result;
 }
 
 }  // namespace modDNS

@@ -12,6 +12,8 @@
 #include "store/options.h"
 #include "store/perm_rec.h"
 #include "store/record_list.h"
+#include "store/record_origin.h"
+#include "store/shared_text.h"
 #include "wire/services.h"
 
 namespace korvane {
@@ -28,6 +30,13 @@ struct StoreContext {
   const std::vector<std::string>& LocalIPs;   // this machine's IPv4 addresses
   DHCPifList& DHCPifs;
   ProgressSink* progress = nullptr;           // may be null (no window)
+  // Lines the loaders skipped or cut, counted up (each one is logged).
+  int warnings = 0;
+  // The permanent records in force came from named.perm: a reload that
+  // cannot read it, or finds a "(" it never closes, keeps them.
+  bool recordFileLoaded = false;
+  // The servers cached records were learnt from (their Origin numbers).
+  ServerOrigins origins = {};
 
   std::string PathOf(std::string_view fileName) const { return folder + "/" + std::string(fileName); }
 };
@@ -36,26 +45,52 @@ namespace modDNS {
 
 // Adds or refreshes one record. `rtype` is a number or a text key
 // ("A" ... "MX", "REA" ... "REMX", "NE"); an unknown key adds nothing.
-void CacheAdd(StoreContext& ctx, const std::string& name, int rtype, int32_t ttl,
-              const std::string& data, int32_t pref, bool permanent, bool rootHint = false);
-void CacheAdd(StoreContext& ctx, const std::string& name, std::string_view rtype, int32_t ttl,
-              const std::string& data, int32_t pref, bool permanent, bool rootHint = false);
+// `origin` (RecordOrigin) says where it came from; a cached record whose
+// TTL is refreshed takes the new origin.
+void CacheAdd(StoreContext& ctx, std::string_view name, int rtype, int32_t ttl, std::string_view data,
+              int32_t pref, bool permanent, bool rootHint = false,
+              uint16_t origin = RecordOrigin::kFile);
+void CacheAdd(StoreContext& ctx, std::string_view name, std::string_view rtype, int32_t ttl,
+              std::string_view data, int32_t pref, bool permanent, bool rootHint = false,
+              uint16_t origin = RecordOrigin::kFile);
+// The same for a name and data a record already holds.
+void CacheAdd(StoreContext& ctx, const SharedText& name, int rtype, int32_t ttl, const SharedText& data,
+              int32_t pref, bool permanent, bool rootHint = false,
+              uint16_t origin = RecordOrigin::kFile);
 // The type number of a text key, or 0 when the key is unknown.
 int RecTypeOfKey(std::string_view key);
 
 // Removes expired cached records.
 void CleanCache(StoreContext& ctx);
+// Removes every cached record (the permanent ones stay), numbers the servers
+// afresh and logs "Cache cleared by operator".
+void ClearCache(StoreContext& ctx);
 
 // The record file tokenizer: left-trims `line`, returns the text up to the
 // first space, and leaves the rest (left-trimmed) in `line`.
 std::string NextToken(std::string& line);
 
-// Reads one record file into the record list and ctx.DHCPifs. False when the
-// file could not be read.
+// Reads one record file into the record list and ctx.DHCPifs, logging each
+// line it skips or cuts and a summary. False when the file could not be
+// read, or the progress display stopped the load (nothing is added then).
 bool LoadFile(StoreContext& ctx, const std::string& path, bool permanent, bool rootHints);
 
-// Rebuilds all permanent data: root hints, record file (else perm.dat), hosts.
-void LoadPerm(StoreContext& ctx);
+// How LoadPerm went.
+struct LoadResult {
+  // A reload found named.perm unreadable or with a "(" it never closes:
+  // the records in force stay, and nothing else changed (it said so).
+  bool kept = false;
+  // The progress display stopped the load: nothing changed.
+  bool stopped = false;
+  bool rootHintsUnread = false;      // named.root could not be read (logged)
+  std::size_t permanentRecords = 0;  // in the list afterwards
+  int warnings = 0;                  // lines skipped or cut (also added to ctx.warnings)
+};
+
+// Rebuilds all permanent data: root hints, record file (else perm.dat),
+// hosts. The files are read first and the records in force replaced only
+// once all of them are read.
+LoadResult LoadPerm(StoreContext& ctx);
 
 // Writes named.perm from the editor's entries. False on failure (reported
 // as "modDNS WritePerm").

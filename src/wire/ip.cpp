@@ -42,6 +42,22 @@ int OctetValue(std::string_view text) {
   return std::min<int32_t>(255, text::RoundToInt32(std::fabs(text::LeadingNumber(text))));
 }
 
+bool IsDottedQuad(std::string_view text) {
+  for (int part = 0; part < 4; ++part) {
+    if (part > 0) {
+      if (text.empty() || text[0] != '.') return false;
+      text.remove_prefix(1);
+    }
+    std::size_t digits = 0;
+    int value = 0;
+    while (digits < text.size() && digits < 3 && text[digits] >= '0' && text[digits] <= '9')
+      value = value * 10 + (text[digits++] - '0');
+    if (digits == 0 || value > 255) return false;
+    text.remove_prefix(digits);
+  }
+  return text.empty();
+}
+
 std::string IPToData(std::string_view text) {
   std::string fields;
   for (char c : text)

@@ -22,6 +22,10 @@ bool SameNet(std::string_view a, std::string_view b, std::string_view mask);
 // May be handed out: not empty, not the network or broadcast address, not 127.x.
 bool ValidIP(std::string_view address, std::string_view mask);
 
+// Four decimal numbers of 0 to 255 with dots between, and nothing else: an
+// address as an operator means it (the readers above take much more).
+bool IsDottedQuad(std::string_view text);
+
 // One address byte from text: the leading number's absolute value (see
 // text::LeadingNumber), rounded half to even, 255 at most.
 int OctetValue(std::string_view text);

@@ -95,6 +95,9 @@ class ProgressSink {
   virtual ~ProgressSink() = default;
   virtual void SetProgress(int percent) = 0;
   virtual void CloseProgress() = 0;
+  // Asked after each progress step: true stops the load at once (the
+  // program is closing), and what it had read is dropped.
+  virtual bool StopRequested() { return false; }
 };
 
 // How the engines reach the network: one sender per socket. The shell wraps

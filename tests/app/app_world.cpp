@@ -87,11 +87,12 @@ PrivateNetwork::~PrivateNetwork() {
   close(original_);
 }
 
-UdpClient::UdpClient() {
+UdpClient::UdpClient() : UdpClient("127.0.0.1", 0) {}
+
+UdpClient::UdpClient(const std::string& address, int port) {
   fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
-  sockaddr_in self = Address("127.0.0.1", 0);
-  bind(fd_, reinterpret_cast<sockaddr*>(&self), sizeof self);
-  port_ = BoundPort(fd_);
+  sockaddr_in self = Address(address, port);
+  if (bind(fd_, reinterpret_cast<sockaddr*>(&self), sizeof self) == 0) port_ = BoundPort(fd_);
 }
 
 UdpClient::~UdpClient() { close(fd_); }
@@ -109,7 +110,7 @@ std::optional<Received> UdpClient::ReadOne() {
   if (got < 0) return std::nullopt;
   char text[INET_ADDRSTRLEN] = {0};
   inet_ntop(AF_INET, &from.sin_addr, text, sizeof text);
-  return Received{text, std::string(buffer, static_cast<std::size_t>(got))};
+  return Received{text, std::string(buffer, static_cast<std::size_t>(got)), ntohs(from.sin_port)};
 }
 
 std::optional<Received> UdpClient::Receive() {

@@ -72,12 +72,16 @@ class PrivateNetwork {
 struct Received {
   std::string from;
   std::string bytes;
+  int port = 0;  // the sender's
 };
 
 // A non-blocking UDP socket on 127.0.0.1 for talking to the server.
 class UdpClient {
  public:
   UdpClient();
+  // Bound to address:port instead (a scripted server); port() is 0 when
+  // that failed.
+  UdpClient(const std::string& address, int port);
   ~UdpClient();
   int port() const { return port_; }
   void SendTo(const std::string& address, int port, const std::string& bytes);

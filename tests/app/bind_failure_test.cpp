@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <optional>
@@ -146,6 +147,42 @@ TEST(BindFailure, WhatWouldStandInTheWayIsFoundWithoutASocket) {
     proc.dir.Write("self/status", "Name:\tkorvane\nCapEff:\t" + c.capabilities + "\n");
     EXPECT_EQ(modMain::BindObstacle(c.address, c.port, proc.dir.path()), c.obstacle)
         << c.capabilities << " " << c.address << ":" << c.port;
+  }
+}
+
+}  // namespace
+
+namespace {
+
+TEST(BindFailure, ThePortOfTheServerRunningOnTheFolderIsItsOwn) {
+  struct Case {
+    std::string exe;      // the holder's executable link
+    std::string cmdline;  // its arguments, '\0'-separated
+    std::string cwd;
+    std::string folder;   // the folder checked
+    bool serves;
+  } cases[] = {
+      {"/usr/bin/korvane", "korvane|--headless|--dir|/var/lib/korvane|", "/", "/var/lib/korvane", true},
+      {"/usr/bin/korvane", "korvane|--dir=/var/lib/korvane/|", "/", "/var/lib/korvane", true},
+      {"/usr/bin/korvane", "korvane|-dir|run|", "/srv/office", "/srv/office/run", true},
+      {"/usr/bin/korvane (deleted)", "korvane|--dir|/var/lib/korvane|", "/", "/var/lib/korvane", true},
+      {"/usr/bin/korvane", "korvane|--headless|", "/tmp", "/usr/bin", true},
+      {"/usr/bin/korvane", "korvane|--dir|/srv/other|", "/", "/var/lib/korvane", false},
+      {"/usr/bin/korvane", "korvane|--headless|", "/var/lib/korvane", "/var/lib/korvane", false},
+      {"/usr/sbin/dnsmasq", "dnsmasq|--dir|/var/lib/korvane|", "/", "/var/lib/korvane", false},
+  };
+  for (const Case& c : cases) {
+    FakeProc proc;
+    std::filesystem::create_directories(proc.dir.File("self"));
+    std::filesystem::create_symlink("/usr/bin/korvane", proc.dir.File("self/exe"));
+    proc.Process(812, "korvane", {});
+    std::filesystem::create_symlink(c.exe, proc.dir.File("812/exe"));
+    std::filesystem::create_symlink(c.cwd, proc.dir.File("812/cwd"));
+    std::string cmdline = c.cmdline;
+    std::replace(cmdline.begin(), cmdline.end(), '|', '\0');
+    proc.dir.Write("812/cmdline", cmdline);
+    EXPECT_EQ(modMain::ServesFolder(812, c.folder, proc.dir.path()), c.serves) << c.exe << " " << c.cmdline;
+    EXPECT_FALSE(modMain::ServesFolder(813, c.folder, proc.dir.path())) << "no such process";
   }
 }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "app/app_world.h"
+#include "app/options_file.h"
 #include "app/program_folder.h"
 #include "support/fakes.h"
 
@@ -141,6 +142,33 @@ TEST(Check, LoadsTheFolderAndSaysWhatWouldKeepTheStartFromServing) {
     }
     EXPECT_EQ(from + 1, run.lines.size()) << c.name << ": the summary comes last";
     EXPECT_EQ(Listing(dir), before) << c.name << ": the check leaves the folder as it was";
+  }
+}
+
+TEST(Check, AnExternalServerThatIsThisServerIsALoop) {
+  struct Case {
+    std::string options;
+    Strings localIPs;
+    int port;
+    Strings loops;
+  } cases[] = {
+      {"RecursionOut: YES\nNS: 127.0.0.1\nNS: 192.0.2.53\n", {}, 53, {"127.0.0.1"}},
+      {"NS: 127.0.0.1\n", {}, 53, {}},  // the NS lines are not used
+      {"RecursionOut: YES\nNS: 127.0.0.1\n", {}, 5353, {}},
+      {"RecursionOut: YES\nNS: 192.0.2.2\nNS: 127.0.0.53\nNS: 198.51.100.1\n", {"192.0.2.2"}, 53,
+       {"192.0.2.2", "127.0.0.53"}},
+      {"DNSBind: 192.0.2.2\nRecursionOut: YES\nNS: 127.0.0.1\nNS: 192.0.2.2\n", {"192.0.2.2"}, 53,
+       {"192.0.2.2"}},
+  };
+  for (const Case& c : cases) {
+    TempDir dir;
+    dir.Write("korvane.ini", c.options);
+    Options options;
+    RecordingErrorReporter errors;
+    modMain::LoadOptions(dir.File("korvane.ini"), options, errors);
+    Strings want;
+    for (const std::string& server : c.loops) want.push_back("Forwarding loop: " + server + " is this server.");
+    EXPECT_EQ(modMain::ForwardingLoops(options, c.localIPs, c.port), want) << c.options;
   }
 }
 

@@ -22,6 +22,7 @@ struct Expected {
   int dhcpPort = 67;
   bool headless = false;
   bool quiet = false;
+  bool stallProbe = false;
 };
 
 struct Case {
@@ -35,6 +36,7 @@ TEST(CommandLine, TakesTheOptionsOrSaysWhichIsWrongAndWhy) {
   const Case cases[] = {
       {{}, ""},
       {{"--headless", "--quiet"}, "", {.headless = true, .quiet = true}},
+      {{"--stall-probe"}, "", {.stallProbe = true}},
       {{"--dir", "{dir}"}, "", {.folder = "{dir}"}},
       {{"--dir={dir}/"}, "", {.folder = "{dir}"}},
       {{"--dir", "{dir}/./"}, "", {.folder = "{dir}"}},
@@ -89,7 +91,13 @@ TEST(CommandLine, TakesTheOptionsOrSaysWhichIsWrongAndWhy) {
     EXPECT_EQ(line.dhcpPort, c.expected.dhcpPort) << shown;
     EXPECT_EQ(line.headless, c.expected.headless) << shown;
     EXPECT_EQ(line.quiet, c.expected.quiet) << shown;
+    EXPECT_EQ(line.stallProbe, c.expected.stallProbe) << shown;
   }
+}
+
+// The benchmark's probe is not advertised.
+TEST(CommandLine, UsageLeavesTheStallProbeOut) {
+  EXPECT_EQ(std::string(modMain::UsageText()).find("stall"), std::string::npos);
 }
 
 }  // namespace

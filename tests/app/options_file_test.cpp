@@ -83,6 +83,47 @@ TEST(OptionsFile, ReadsEachKeyAsSpecified) {
   }
 }
 
+// The lines korvane.ini's reader skips, or reads otherwise than they say.
+TEST(OptionsFile, WarningsTable) {
+  struct Case {
+    const char* label;
+    const char* file;
+    std::vector<std::string> log;  // the summary last
+  } cases[] = {
+      {"clean", "Name: ns.example.com\nHostsTTL: 3600\n\n; a comment\n# another\n",
+       {"korvane.ini: 2 settings"}},
+      {"unknown setting and no colon", "Colour: blue\nRecursionOut: YES\nNSS 10.0.0.1\n",
+       {"korvane.ini:1: unknown setting Colour, line skipped", "korvane.ini:3: no ':', line skipped",
+        "korvane.ini: 1 setting, 2 lines skipped"}},
+      {"numbers that are none", "HostsTTL: one hour\nCacheTTL:\nCacheTTL: -5\n",
+       {"korvane.ini:1: HostsTTL: one hour is not a number, read as 0",
+        "korvane.ini:2: CacheTTL: is not a number, read as 0", "korvane.ini: 3 settings, 2 lines cut"}},
+      {"switches that are not yes or no", "WriteLog: true\nAutoCNAME: no\nRecursionOut: on\n",
+       {"korvane.ini:1: WriteLog: true is read as NO (only a value that begins with Y is YES)",
+        "korvane.ini:3: RecursionOut: on is read as NO (only a value that begins with Y is YES)",
+        "korvane.ini: 3 settings, 2 lines cut"}},
+      {"addresses", "DNSBind: nonsense\nNS: 10.0.0.300\nNS: 0.0.0.0\nNS: 10.1\n",
+       {"korvane.ini:1: DNSBind: nonsense is not an address, the DNS service listens on all addresses",
+        "korvane.ini:2: NS: 10.0.0.300 is not an IPv4 address, read as 10.0.0.255",
+        "korvane.ini:3: NS: 0.0.0.0 is not an address, server left out",
+        "korvane.ini:4: NS: 10.1 is not an IPv4 address, read as 10.1.0.0", "korvane.ini: 4 settings, 4 lines cut"}},
+      {"the resolver's settings", "CacheSize: lots\nRecursionFrom: 10.0.0.0/8, office any\nForwardBareNames: 1\n",
+       {"korvane.ini:1: CacheSize: lots is not a number, read as 0",
+        "korvane.ini:2: office is not a network (a.b.c.d/n or any), left out",
+        "korvane.ini:3: ForwardBareNames: 1 is read as NO (only a value that begins with Y is YES)",
+        "korvane.ini: 3 settings, 3 lines cut"}}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.label);
+    TempDir dir;
+    dir.Write("korvane.ini", c.file);
+    Options options;
+    RecordingErrorReporter errors;
+    RecordingLog log;
+    EXPECT_EQ(LoadOptions(dir.File("korvane.ini"), options, errors, &log), static_cast<int>(c.log.size()) - 1);
+    EXPECT_EQ(log.lines, c.log);
+  }
+}
+
 TEST(OptionsFile, UnreadableFileKeepsDefaultsAndIsReportedWithItsPathAndReason) {
   TempDir dir;
   std::filesystem::create_directory(dir.File("folder"));

@@ -17,13 +17,14 @@ struct ShownBox {
   MessageButtons buttons;
   MessageIcon icon;
   bool topmost;
+  bool defaultNo = false;
 };
 
 class RecordingBoxes : public MessageBoxes {
  public:
-  MessageAnswer Show(const std::string& text, MessageButtons buttons, MessageIcon icon, bool,
-                     bool topmost) override {
-    shown.push_back({text, buttons, icon, topmost});
+  MessageAnswer Show(const std::string& text, MessageButtons buttons, MessageIcon icon,
+                     bool defaultNo, bool topmost) override {
+    shown.push_back({text, buttons, icon, topmost, defaultNo});
     if (whileOpen) whileOpen();
     return answer;
   }
@@ -42,9 +43,10 @@ class RecordingEditor : public TextEditor {
  public:
   bool Open(const std::string& path) override {
     opened.push_back(path);
-    return true;
+    return works;
   }
   std::vector<std::string> opened;
+  bool works = true;  // false: as if no editor could be started
 };
 
 class HeldPrompts : public PromptQueue {

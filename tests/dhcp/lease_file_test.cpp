@@ -18,7 +18,7 @@ TEST(DhcpHex, ConvertsBothWays) {
   EXPECT_EQ(modDHCP::HexToHW("ABC"), Bytes({0xAB}));            // odd last character ignored
 }
 
-TEST(DhcpLeaseFile, SavesEveryLeaseWithCrLfAndReadsNamedOnesBack) {
+TEST(DhcpLeaseFile, SavesEveryLeaseWithCrLfAndReadsThemBack) {
   DhcpWorld w;
   Client named = Named("pc1");
   named.clientID = Bytes({1, 0, 0xA0, 0xC9});
@@ -31,10 +31,11 @@ TEST(DhcpLeaseFile, SavesEveryLeaseWithCrLfAndReadsNamedOnesBack) {
   EXPECT_EQ(w.dir.Read("dhcp.dat"), "; Korvane - DHCP Leases\r\n"
                                     "pc1.example.com. 10.0.0.10 0100A0C9 " + expires + "\r\n"
                                     " 10.0.0.11 01001122334466 " + expires + "\r\n");
-  // Both read back, the nameless one with its empty name.
-  w.server.Load();
+  // The nameless line begins with its blank: it keeps its lease over a restart.
+  EXPECT_EQ(w.server.Load(), 0);
   EXPECT_EQ(w.Table(), (Lines{"pc1.example.com. 10.0.0.10 86400", " 10.0.0.11 86400"}));
   EXPECT_EQ(w.Ids(), (Lines{"0100A0C9", "01001122334466"}));
+  EXPECT_EQ(w.log.lines.back(), "dhcp.dat: 2 leases");
   EXPECT_TRUE(w.errors.errors.empty());
 }
 
@@ -79,15 +80,24 @@ TEST(DhcpLeaseFile, ReadingRules) {
               "pc5 10.0.0.15\n"
               "pc6\n"
               "  10.0.0.16  " + when + "\n"
-              " 10.0.0.18 0A0B " + when + "\n"  // no name
               // no identity: the date becomes the third field, the time the rest
-              "pc7.example.com. 10.0.0.17  " + when);
+              "pc7.example.com. 10.0.0.17  " + when + "\n"
+              "pc8 10.0.0.18 XYZ " + when);
   int refreshes = w.refreshes;
-  w.server.Load();
+  w.log.lines.clear();
+  EXPECT_EQ(w.server.Load(), 7);
   EXPECT_EQ(w.refreshes, refreshes + 1);
-  EXPECT_EQ(w.Table(), (Lines{"pc1.example.com. 10.0.0.10 600", "pc2. 10.0.0.12 600", "pc3.  600",
-                              " 10.0.0.18 600"}));
-  EXPECT_EQ(w.Ids(), (Lines{"AB", "CD", "EF", "0A0B"}));
+  EXPECT_EQ(w.Table(),
+            (Lines{"pc1.example.com. 10.0.0.10 600", "pc2. 10.0.0.12 600", "pc3.  600", "pc8. 10.0.0.18 600"}));
+  EXPECT_EQ(w.Ids(), (Lines{"AB", "CD", "EF", "00"}));
+  EXPECT_EQ(w.log.lines,
+            (Lines{"dhcp.dat:6: bad address 0.0.0.0, lease kept without one",
+                   "dhcp.dat:7: not-a-date is not a date-time, line skipped",
+                   "dhcp.dat:8: too few fields, line skipped", "dhcp.dat:9: too few fields, line skipped",
+                   "dhcp.dat:10: " + when.substr(11) + " is not a date-time, line skipped",
+                   "dhcp.dat:11: " + when.substr(11) + " is not a date-time, line skipped",
+                   "dhcp.dat:12: client identity XYZ is not hexadecimal",
+                   "dhcp.dat: 4 leases, 5 lines skipped, 2 lines cut"}));
 }
 
 // A loaded lease keeps its owner: the client 00:11:22:33:44:55 without

@@ -126,3 +126,28 @@ TEST(DhcpLeaseList, NextExpiryOfLoadedLeases) {
 }
 
 }  // namespace
+
+namespace {
+
+// How full each pool is: its active leases (offers and run-out leases do
+// not count, nor addresses outside it) against its size.
+TEST(DhcpLeaseList, PoolsInUseCountTheActiveLeasesInsideEachPool) {
+  DhcpWorld w;
+  w.ifs.push_back({"10.1.0.1", "10.1.0.100", "10.1.0.199", "255.255.255.0", "0.0.0.0", 600, "b."});
+  w.ifs.push_back({"10.2.0.1", "bad", "10.2.0.9", "255.255.255.0", "0.0.0.0", 600, "c."});
+  w.StageLease("a1.", "10.0.0.10", 600);
+  w.StageLease("a2.", "10.0.0.11", -5);       // run out
+  w.StageLease("a3.", "10.0.0.30", 600);      // outside every pool
+  w.StageLease("b1.", "10.1.0.150", 600);
+  w.StageLease("b2.", "10.1.0.199", 60);
+  w.LoadStaged();
+  ASSERT_EQ(w.Offer(Named("pc9", 9)), "10.0.0.12");  // an offer: not in use yet
+  std::vector<std::string> uses;
+  for (const PoolUse& pool : w.server.PoolsInUse())
+    uses.push_back(pool.IPaddr + " " + std::to_string(pool.inUse) + "/" + std::to_string(pool.size));
+  EXPECT_EQ(uses, (std::vector<std::string>{"10.0.0.1 1/11", "10.1.0.1 2/100", "10.2.0.1 0/0"}));
+  w.clock.Advance(61);
+  EXPECT_EQ(w.server.PoolsInUse()[1].inUse, 1u);
+}
+
+}  // namespace

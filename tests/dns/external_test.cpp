@@ -327,3 +327,41 @@ TEST_F(External, AQuietIntakeCleansExpiredRecordsFirst) {
 }
 
 }  // namespace
+
+namespace {
+
+// The counters the status display samples: every query, and each answer by
+// where it came from.
+TEST_F(External, AnswersAreCountedByWhereTheyCameFrom) {
+  Perm("office.test.", RecordType::kSOA, Soa("ns.office.test.", "hm.office.test.", 1, 2, 3, 4, 5));
+  Perm("www.office.test.", RecordType::kA, modIP::IPToData("10.0.0.80"));
+  leases.leases.push_back({"pc1.lan.", "10.0.0.101", clock.Now() + 600});
+  Forwarding({"127.0.0.53"});
+  struct Step {
+    std::string name;
+    int type;
+    DnsCounters after;  // queries, own, cache, others
+  } steps[] = {
+      {"www.office.test.", RecordType::kA, {1, 1, 0, 0}},      // own record
+      {"nothere.office.test.", RecordType::kA, {2, 2, 0, 0}},  // own domain says: no such name
+      {"pc1.lan.", RecordType::kA, {3, 3, 0, 0}},              // a lease
+      {"www.example.org.", RecordType::kA, {4, 3, 0, 1}},      // asked of another server
+      {"www.example.org.", RecordType::kA, {5, 3, 1, 1}},      // then from the cache
+      {"printer.", RecordType::kA, {6, 4, 1, 1}},              // kept local: decided here
+      {"9.1.168.192.in-addr.arpa.", RecordType::kPTR, {7, 5, 1, 1}},
+  };
+  int id = 1;
+  for (const Step& step : steps) {
+    SCOPED_TRACE(step.name);
+    Ask(id++, step.name, step.type);
+    if (!engine.Requests().empty())
+      AnswerA("127.0.0.53", step.name, "10.2.2.2");
+    const DnsCounters& counted = engine.Counters();
+    EXPECT_EQ(counted.queries, step.after.queries);
+    EXPECT_EQ(counted.answersOwn, step.after.answersOwn);
+    EXPECT_EQ(counted.answersCache, step.after.answersCache);
+    EXPECT_EQ(counted.answersOthers, step.after.answersOthers);
+  }
+}
+
+}  // namespace

@@ -77,4 +77,29 @@ TEST_F(CacheBound, ExpiredRecordsGoFirstAndTheCountFollowsEveryChange) {
   EXPECT_EQ(records.CachedCount(), 0u);
 }
 
+// One name with more records than the walk takes before it indexes them,
+// among permanent records of the same name: the trim, the refresh through
+// the index, a reload of the permanent records and a move keep the count.
+TEST_F(CacheBound, ACrowdedNameIsBoundedAndCountedLikeAnyOther) {
+  options.CACHESIZE = 1000;
+  const std::string reverse = "0.0.0.0.in-addr.arpa.";
+  for (int i = 0; i < 30; ++i) Add(reverse, 12, 60, "own" + std::to_string(i) + ".", -1, true);
+  for (int i = 0; i < 1100; ++i) Add(reverse, 12, 100 + i, "c" + std::to_string(i) + ".");
+  EXPECT_EQ(records.CachedCount(), 1100u);
+  modDNS::TrimCache(ctx);
+  EXPECT_EQ(records.CachedCount(), 1000u - 15u);
+  EXPECT_EQ(records.Named(reverse).size(), 30u + 985u);
+
+  Add(reverse, 12, 5000, "c1099.");  // kept, so refreshed in place
+  Add(reverse, 12, 5000, "c0.");     // trimmed, so added again
+  EXPECT_EQ(records.CachedCount(), 986u);
+  records.EraseIf([](const clDNSRecord& r) { return r.Permanent; });
+  EXPECT_EQ(records.CachedCount(), 986u);
+  EXPECT_EQ(records.size(), 986u);
+  RecordList moved = std::move(records);
+  EXPECT_EQ(moved.CachedCount(), 986u);
+  EXPECT_EQ(records.CachedCount(), 0u);
+  EXPECT_TRUE(errors.errors.empty());
+}
+
 }  // namespace

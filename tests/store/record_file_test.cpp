@@ -159,8 +159,10 @@ TEST(LoadPerm, ReloadsPermanentDataAndKeepsTheCache) {
   w.dir.Write("hosts", "10.0.0.5 server\n");
   w.options.HOSTS = w.dir.File("hosts");
   modDNS::LoadPerm(w.ctx);
-  EXPECT_EQ(w.log.lines, (Lines{"Loading root DNS server records...", "Loading permanent records...",
-                                "Loading hosts file '" + w.dir.File("hosts") + "'..."}));
+  EXPECT_EQ(w.log.lines, (Lines{"Loading root DNS server records...", "named.root: 2 records",
+                                "Loading permanent records...", "named.perm: 1 record, 1 DHCP pool",
+                                "Loading hosts file '" + w.dir.File("hosts") + "'...",
+                                w.dir.File("hosts") + ": 1 host"}));
   EXPECT_EQ(w.Dump(), (Lines{"learnt. 2 60 n. 0", ". 2 3600000 a.root. 0 P H", "a.root. 1 3600000 198.41.0.4 0 P H",
                              "example.com. 6 3600 ns.example.com. hostmaster.example.com. 1 2 3 4 5 0 P",
                              "server. 1 3600 10.0.0.5 -1 P", "5.0.0.10.in-addr.arpa. 12 3600 server. -1 P"}));
@@ -174,7 +176,11 @@ TEST(LoadPerm, WithoutRecordFileImportsPermDat) {
   w.dir.Write("perm.dat", "NS: example.com = ns.example.com\n");
   modDNS::LoadPerm(w.ctx);
   EXPECT_EQ(w.Dump(), Lines{"example.com. 2 86400 ns.example.com. 0 P"});
-  EXPECT_EQ(w.log.lines, (Lines{"Loading root DNS server records...", "Loading permanent records..."}));
+  EXPECT_EQ(w.log.lines, (Lines{"Loading root DNS server records...",
+                                "Root server file " + w.dir.File("named.root") +
+                                    " could not be read: No such file or directory.",
+                                "Loading permanent records...",
+                                "named.perm: cannot be read (No such file or directory)", "perm.dat: 1 record"}));
 }
 
 TEST(LoadPerm, WithNoFilesAtAllReportsTheMissingPermDat) {

@@ -92,15 +92,24 @@ TEST(CacheAdd, ResultingList) {
        {"a. 2 300 n. 7", "b. 2 300 n. 7", "c. 2 0 n. 7", "d. 2 301 n. 7"}},
       {"cache TTL applies to a refresh", 300, {{0, "x.", 2, 400, "a."}, {200, "x.", 2, 60, "a."}},
        {"x. 2 300 a. 7"}}};
-  for (const Case& c : cases) {
-    StoreWorld w;
-    w.options.CACHETTL = c.cacheTTL;
-    for (const Add& add : c.adds) {
-      w.clock.Advance(add.advance);
-      w.Add(add.name, add.type, add.ttl, add.data, 7, add.permanent);
+  // Each case once as it stands, and once with "x." already holding many
+  // records (so that its records are indexed, not walked): the rules and the
+  // order are the same.
+  for (int crowd : {0, 40}) {
+    for (const Case& c : cases) {
+      StoreWorld w;
+      w.options.CACHETTL = c.cacheTTL;
+      for (int i = 0; i < crowd; ++i)
+        w.Add("x.", RecordType::kMX, 100, "mx" + std::to_string(i) + ".x.", i, true);
+      Lines expected = w.Dump();
+      expected.insert(expected.end(), c.expected.begin(), c.expected.end());
+      for (const Add& add : c.adds) {
+        w.clock.Advance(add.advance);
+        w.Add(add.name, add.type, add.ttl, add.data, 7, add.permanent);
+      }
+      EXPECT_EQ(w.Dump(), expected) << c.title << ", crowd " << crowd;
+      EXPECT_TRUE(w.errors.errors.empty());
     }
-    EXPECT_EQ(w.Dump(), c.expected) << c.title;
-    EXPECT_TRUE(w.errors.errors.empty());
   }
 }
 
@@ -148,6 +157,21 @@ TEST(CleanCache, RemovesOnlyExpiredCachedRecords) {
   modDNS::CleanCache(w.ctx);
   EXPECT_EQ(w.Dump(), Lines{"c. 2 5 n. 0 P"});
   EXPECT_TRUE(w.records.Named("a.").empty());
+}
+
+TEST(ClearCache, RemovesEveryCachedRecordKeepsThePermanentOnesAndSaysSo) {
+  StoreWorld w;
+  w.Add("a.", 2, 10, "n.");
+  w.Add("p.", 2, 60, "m.", 0, true);
+  w.Add("b.", 2, 20, "m.");
+  w.Add("q.", 2, 60, "n.", 0, true);
+  modDNS::ClearCache(w.ctx);
+  EXPECT_EQ(w.Dump(), (Lines{"p. 2 60 m. 0 P", "q. 2 60 n. 0 P"}));
+  EXPECT_TRUE(w.records.Named("b.").empty());
+  EXPECT_EQ(w.log.lines, Lines{"Cache cleared by operator"});
+  // Learning again works as before.
+  w.Add("a.", 2, 10, "n.");
+  EXPECT_EQ(w.records.Named("a.").size(), 1u);
 }
 
 // --- The index against a full walk -----------------------------------------
@@ -202,59 +226,82 @@ void ExpectIndexesMatchWalk(const RecordList& records, const std::vector<std::st
   ASSERT_EQ(indexed, walked);
 }
 
+struct RandomMix {
+  const char* title;
+  std::vector<std::string> names;
+  std::vector<int> types;
+  int datas;  // distinct data values per type
+};
+
+// Adds, clock moves, clean-ups, single removals and the removal of all
+// permanent records, against the plain algorithm on a vector: the same
+// records in the same order, and the indexes agree with a full walk. The
+// wide mix gives names far more records than are walked without an index.
 TEST(RecordListIndex, RandomAddsAndRemovesMatchAFullWalk) {
-  StoreWorld w;
-  w.options.CACHETTL = 5;
-  std::mt19937 random(20240611);
-  const std::vector<std::string> names = {"a.", "b.", "c.", "d.", "e.", "A.", "x.y.", "."};
-  const std::vector<int> types = {1, 2, 5, 6, 15, 1001, 1002, 1015, 2000};
-  const std::vector<std::string> datas = {"p.", "q.", "r."};
-  std::vector<ModelRecord> model;
-  auto pick = [&](auto& from) -> const auto& { return from[random() % from.size()]; };
+  const RandomMix mixes[] = {
+      {"narrow", {"a.", "b.", "c.", "d.", "e.", "A.", "x.y.", "."}, {1, 2, 5, 6, 15, 1001, 1002, 1015, 2000}, 3},
+      {"wide", {"a.", "b."}, {1, 12, 15, 1001, 1012, 2000}, 40}};
+  for (const RandomMix& mix : mixes) {
+    StoreWorld w;
+    w.options.CACHETTL = 5;
+    std::mt19937 random(20240611);
+    std::vector<std::string> datas;
+    for (int i = 0; i < mix.datas; ++i) datas.push_back(i == 0 ? "p." : "host" + std::to_string(i) + ".example.");
+    std::vector<ModelRecord> model;
+    auto pick = [&](auto& from) -> const auto& { return from[random() % from.size()]; };
 
-  for (int step = 0; step < 4000; ++step) {
-    unsigned action = random() % 20;
-    if (action < 15) {
-      const std::string& name = pick(names);
-      int type = pick(types);
-      const std::string& data = pick(datas);
-      int32_t ttl = static_cast<int32_t>(random() % 40);
-      bool permanent = random() % 5 == 0;
-      w.Add(name, type, ttl, data, 0, permanent);
-      ModelAdd(model, name, type, ttl, data, permanent, w.options.CACHETTL, w.clock.Now());
-    } else if (action < 17) {
-      w.clock.Advance(random() % 7);
-    } else if (action < 18) {
-      modDNS::CleanCache(w.ctx);
-      const DateTime now = w.clock.Now();
-      std::erase_if(model, [&](const ModelRecord& m) {
-        return !m.permanent && std::nearbyint(m.expiry - now) < 0;
-      });
-    } else if (!w.records.empty()) {
-      std::size_t victim = random() % w.records.size();
-      w.records.Erase(std::next(w.records.begin(), static_cast<std::ptrdiff_t>(victim)));
-      model.erase(model.begin() + static_cast<std::ptrdiff_t>(victim));
-    }
-    ExpectIndexesMatchWalk(w.records, names);
+    for (int step = 0; step < 4000; ++step) {
+      unsigned action = random() % 40;
+      if (action < 30) {
+        const std::string& name = pick(mix.names);
+        int type = pick(mix.types);
+        const std::string& data = pick(datas);
+        int32_t ttl = static_cast<int32_t>(random() % 40);
+        bool permanent = random() % 5 == 0;
+        w.Add(name, type, ttl, data, 0, permanent);
+        ModelAdd(model, name, type, ttl, data, permanent, w.options.CACHETTL, w.clock.Now());
+      } else if (action < 34) {
+        w.clock.Advance(random() % 7);
+      } else if (action < 36) {
+        modDNS::CleanCache(w.ctx);
+        const DateTime now = w.clock.Now();
+        std::erase_if(model, [&](const ModelRecord& m) {
+          return !m.permanent && std::nearbyint(m.expiry - now) < 0;
+        });
+      } else if (action < 37) {
+        w.records.EraseIf([](const clDNSRecord& r) { return r.Permanent; });
+        std::erase_if(model, [](const ModelRecord& m) { return m.permanent; });
+      } else if (action < 38) {
+        w.records.DropIndexes();  // as after a load: built again on the next search
+      } else if (!w.records.empty()) {
+        std::size_t victim = random() % w.records.size();
+        w.records.Erase(std::next(w.records.begin(), static_cast<std::ptrdiff_t>(victim)));
+        model.erase(model.begin() + static_cast<std::ptrdiff_t>(victim));
+      }
+      ExpectIndexesMatchWalk(w.records, mix.names);
 
-    ASSERT_EQ(w.records.size(), model.size()) << "step " << step;
-    auto m = model.begin();
-    for (const clDNSRecord& r : w.records) {
-      ASSERT_EQ(r.Name, m->name);
-      ASSERT_EQ(r.RecType, m->type);
-      ASSERT_EQ(r.Data, m->data);
-      ASSERT_EQ(r.TimeOut(w.clock.Now()),
-                m->permanent ? w.clock.Now() + m->stored : m->expiry);
-      ++m;
+      ASSERT_EQ(w.records.size(), model.size()) << mix.title << " step " << step;
+      ASSERT_EQ(w.records.CachedCount(), static_cast<std::size_t>(std::count_if(
+                                             model.begin(), model.end(), [](const ModelRecord& m) {
+                                               return !m.permanent;
+                                             })));
+      auto m = model.begin();
+      for (const clDNSRecord& r : w.records) {
+        ASSERT_EQ(r.Name, m->name);
+        ASSERT_EQ(r.RecType, m->type);
+        ASSERT_EQ(r.Data, m->data);
+        ASSERT_EQ(r.TimeOut(w.clock.Now()), m->permanent ? w.clock.Now() + m->stored : m->expiry);
+        ++m;
+      }
     }
+    RecordList copy = w.records;
+    ExpectIndexesMatchWalk(copy, mix.names);
+    w.records.Clear();
+    ExpectIndexesMatchWalk(w.records, mix.names);
+    w.records = copy;
+    ExpectIndexesMatchWalk(w.records, mix.names);
+    EXPECT_EQ(w.records.size(), copy.size());
   }
-  RecordList copy = w.records;
-  ExpectIndexesMatchWalk(copy, names);
-  w.records.Clear();
-  ExpectIndexesMatchWalk(w.records, names);
-  w.records = copy;
-  ExpectIndexesMatchWalk(w.records, names);
-  EXPECT_EQ(w.records.size(), copy.size());
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 KV_PIDS=()
 KV_NETNS=()
+KV_HOOKS=()
 KV_FAILS=0
 KV_TMP=""
 KV_KEEP=${KV_KEEP:-0}   # set to 1 to keep the temp folder for inspection
@@ -36,6 +37,7 @@ kv_cleanup() {
         for _ in $(seq 1 30); do kill -0 "$p" 2>/dev/null || break; sleep 0.1; done
         kill -9 "$p" 2>/dev/null
     done
+    for p in "${KV_HOOKS[@]}"; do "$p"; done
     for p in "${KV_NETNS[@]}"; do
         ip netns del "$p" 2>/dev/null
         rm -rf "/etc/netns/$p" 2>/dev/null
@@ -49,6 +51,8 @@ kv_cleanup() {
 }
 
 kv_track() { KV_PIDS+=("$1"); }
+
+kv_on_cleanup() { KV_HOOKS+=("$1"); }   # a function to run once the PIDs are gone
 
 kv_untrack() {   # forget a PID that has exited
     local p keep=()
@@ -91,6 +95,33 @@ kv_netns_add() {   # kv_netns_add <name>: a namespace with loopback up
     ip netns add "$1" || { echo "FAIL: cannot create namespace $1"; exit 1; }
     KV_NETNS+=("$1")
     ip -n "$1" link set lo up
+}
+
+# kv_xvfb: a virtual display of its own (Xvfb picks a free number); sets
+# KV_DISPLAY (":N").
+kv_xvfb() {
+    Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$KV_TMP/display" 2>"$KV_TMP/xvfb.err" &
+    kv_track $!
+    local i
+    for i in $(seq 1 50); do [ -s "$KV_TMP/display" ] && break; sleep 0.1; done
+    [ -s "$KV_TMP/display" ] || { echo "FAIL: Xvfb did not start"; cat "$KV_TMP/xvfb.err"; exit 1; }
+    KV_DISPLAY=:$(cat "$KV_TMP/display")
+}
+
+# kv_bench_folder <dir>: the program folder the throughput benchmarks serve
+# (www.bench.test and mail.bench.test, no root hints); the questions they
+# ask are in $KV_TMP/queries.txt.
+kv_bench_folder() {
+    mkdir -p "$1"
+    cat >"$1/named.perm" <<'Z'
+bench.test. 3600 SOA ns1.bench.test. hostmaster.bench.test. 1 3600 900 604800 300
+bench.test. 3600 NS ns1.bench.test.
+ns1.bench.test. 3600 A 10.20.0.1
+www.bench.test. 3600 A 10.20.0.2
+mail.bench.test. 3600 A 10.20.0.3
+Z
+    printf '; none\n' >"$1/named.root"
+    printf 'www.bench.test A\nmail.bench.test A\n' >"$KV_TMP/queries.txt"
 }
 
 kv_free_udp_port() {   # a free UDP port on all addresses

@@ -6,6 +6,8 @@ set -euo pipefail
 packages=(
   # build
   cmake ninja-build g++ make qt6-base-dev libgtest-dev libgmock-dev libbenchmark-dev
+  # fuzz harnesses (libFuzzer with its sanitizers)
+  clang-14 clang libclang-rt-14-dev
   # the window: SVG icon plugins, a font metric-compatible with Arial
   libqt6svg6 fonts-liberation
   # test peers and tools

@@ -6,8 +6,10 @@
 #include <arpa/inet.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <random>
 
 #include "app/bind_failure.h"
@@ -80,8 +82,12 @@ Application::Application(Settings settings, MessageBoxes& boxes, TextEditor& edi
 
   housekeeping_.setInterval(1000);
   connect(&housekeeping_, &QTimer::timeout, this, [this] { Housekeeping(); });
+  leaseSave_.setSingleShot(true);
+  leaseSave_.setTimerType(Qt::PreciseTimer);
+  connect(&leaseSave_, &QTimer::timeout, this, [this] { SaveLeases(); });
   dhcp_.LeasesChanged = [this] {
     leasesDirty_ = true;
+    ScheduleLeaseSave();
     NoteLeaseChange();
   };
   dhcp_.DHCPRefresh = [this] { NoteLeaseChange(); };
@@ -370,16 +376,27 @@ bool Application::SaveRecords(const std::vector<clPermRec>& entries) {
 }
 
 void Application::Housekeeping() {
-  if (leasesDirty_ && clock_.Now() >= nextLeaseSave_) {
-    leasesDirty_ = false;
-    // A folder that cannot be written is reported once a minute, not every second.
-    if (!dhcp_.Save()) {
-      leasesDirty_ = true;
-      nextLeaseSave_ = clock_.Now() + 60;
-    }
-  }
+  SaveLeases();
   WatchLeaseExpiry();
   log_.Flush();
+}
+
+void Application::ScheduleLeaseSave() {
+  if (leaseSave_.isActive()) return;
+  const double wait = std::max(0.0, lastLeaseSave_ + kLeaseSaveGap - clock_.Now());
+  leaseSave_.start(static_cast<int>(std::ceil(std::min(wait, kLeaseSaveGap) * 1000)));
+}
+
+void Application::SaveLeases() {
+  const DateTime now = clock_.Now();
+  if (!leasesDirty_ || now < nextLeaseSave_) return;
+  leasesDirty_ = false;
+  lastLeaseSave_ = now;
+  // A folder that cannot be written is reported once a minute, not every second.
+  if (!dhcp_.Save()) {
+    leasesDirty_ = true;
+    nextLeaseSave_ = now + 60;
+  }
 }
 
 void Application::NoteLeaseChange() {
@@ -425,6 +442,7 @@ bool Application::Close(CloseReason reason) {
   try {
     timer_.stop();
     housekeeping_.stop();
+    leaseSave_.stop();
     saveFailed_ = cacheLoaded_ && !modDNS::saveCache(store_);
     saveFailed_ = (leasesLoaded_ && !dhcp_.Save()) || saveFailed_;
     leasesDirty_ = false;

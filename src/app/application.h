@@ -126,9 +126,9 @@ class Application : public QObject {
   MessageBoxes& boxes() { return boxes_; }
   TextEditor& editor() { return editor_; }
 
-  // The once-a-second duty: the lease file's coalesced save (a failing one
-  // is retried, and reported, once a minute), the lease that runs out, and
-  // the log flush. Its own timer runs it from Start on.
+  // The once-a-second duty: a lease file save still due (a failing one is
+  // retried, and reported, once a minute), the lease that runs out, and the
+  // log flush. Its own timer runs it from Start on.
   void Housekeeping();
 
  signals:
@@ -158,6 +158,12 @@ class Application : public QObject {
   void RestartWithRecords();
   void AnnounceServiceState();
   void NoteLeaseChange();
+  // A changed lease table is written on the next pass of the event loop,
+  // or kLeaseSaveGap after the last save when that was more recent: a lease
+  // survives a crash soon after it was granted, and a flood of exchanges
+  // does not write the file for each.
+  void ScheduleLeaseSave();
+  void SaveLeases();
   // Announces the active lease that has run out; finds the next one.
   void WatchLeaseExpiry();
   void ReportFault(const char* tag, const std::exception& error);
@@ -195,8 +201,11 @@ class Application : public QObject {
 
   QTimer timer_;         // the main timer: the DNS engine's duty
   QTimer housekeeping_;  // runs Housekeeping
+  QTimer leaseSave_;     // single shot: runs SaveLeases
+  static constexpr double kLeaseSaveGap = 0.25;
   bool leasesDirty_ = false;
-  DateTime nextLeaseSave_ = 0;
+  DateTime nextLeaseSave_ = 0;  // no save before this (after a failed one)
+  DateTime lastLeaseSave_ = 0;
   bool leasesAnnouncePosted_ = false;
   // When the next active lease runs out (0: none is active); stale after a
   // change of the table.

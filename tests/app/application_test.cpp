@@ -232,6 +232,18 @@ TEST_F(ApplicationDhcpTest, LeasesThatCannotBeSavedAreRetriedAndReportedOnceAMin
   }
 }
 
+// A kill soon after a grant must not lose the lease: it is written once the
+// handler that granted it has returned, not at the next housekeeping.
+TEST_F(ApplicationDhcpTest, AGrantedLeaseIsWrittenOnceTheExchangeIsHandled) {
+  StartDhcp({"127.0.0.1"}, kPoolA);
+  RunEvents();
+  Lease("pc1", "127.0.0.100");
+  EXPECT_FALSE(std::filesystem::exists(dir.File("dhcp.dat")));  // never from inside the server
+  RunEvents();
+  ASSERT_TRUE(std::filesystem::exists(dir.File("dhcp.dat")));
+  EXPECT_NE(dir.Read("dhcp.dat").find("pc1.a.test. 127.0.0.100 "), kNone);
+}
+
 TEST_F(ApplicationDhcpTest, LeasesChangedComesAfterTheChangesAndWhenALeaseRunsOut) {
   StartDhcp({"127.0.0.1"}, kPoolA);
   RunEvents();

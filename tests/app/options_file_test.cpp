@@ -216,7 +216,7 @@ TEST(OptionsFile, HostileDialogFieldsReadBackUnchanged) {
          f.servers = {"10.0.0.1\nWriteLog: YES", "\r\n"};
        }},
       {"blanks, tabs and control characters around the path",
-       [](modMain::OptionsForm& f) { f.hosts = std::string("\t \x01/srv/My Hosts\0 \t", 22); }},
+       [](modMain::OptionsForm& f) { f.hosts = std::string("\t \x01/srv/My Hosts\0 \t", 19); }},
       {"colons and key-like text in the path",
        [](modMain::OptionsForm& f) { f.hosts = "NS: 1.2.3.4:Hosts: /x"; }},
       {"a path that is only blanks", [](modMain::OptionsForm& f) { f.hosts = " \t "; }},

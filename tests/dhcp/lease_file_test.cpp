@@ -39,6 +39,33 @@ TEST(DhcpLeaseFile, SavesEveryLeaseWithCrLfAndReadsThemBack) {
   EXPECT_TRUE(w.errors.errors.empty());
 }
 
+// A restart while two clients without host names hold addresses: a third
+// client is offered neither, and each owner keeps its own.
+TEST(DhcpLeaseFile, NamelessLeasesSurviveARestart) {
+  DhcpWorld w;
+  Client first, second, third;
+  first.mac[5] = 0x61;
+  second.mac[5] = 0x62;
+  third.mac[5] = 0x63;
+  ASSERT_EQ(w.Lease(first), "10.0.0.10");
+  ASSERT_EQ(w.Lease(second), "10.0.0.11");
+  ASSERT_TRUE(w.server.Save());
+
+  RecordingSender sender;
+  DhcpServer restarted(w.ifs, w.options, w.records, w.clock, w.log, w.errors, w.dir.path());
+  restarted.SetSocket(1, &sender, "10.0.0.1");
+  restarted.Load();
+  ASSERT_EQ(restarted.Leases().size(), 2u);
+  auto offerTo = [&](const Client& c) {
+    restarted.DataArrival(1, Message(modDHCP::kDiscover, c), "0.0.0.0");
+    return sender.sent.empty() ? std::string() : YourAddress(sender.sent.back().bytes);
+  };
+  EXPECT_EQ(offerTo(third), "10.0.0.12");
+  EXPECT_EQ(offerTo(first), "10.0.0.10");
+  EXPECT_EQ(offerTo(second), "10.0.0.11");
+  EXPECT_TRUE(w.errors.errors.empty());
+}
+
 TEST(DhcpLeaseFile, ReadingRules) {
   DhcpWorld w;
   std::string when = FormatDateTime(w.clock.Now() + 600);

@@ -68,6 +68,27 @@ TEST(SaveCache, WritesEveryTypeInItsLayout) {
   EXPECT_TRUE(w.errors.errors.empty());
 }
 
+// SOA numbers are unsigned on the wire, the file reads them as a signed
+// 32-bit field: a learnt serial past 2^31 is written negative and comes back
+// as it was, and the start-up reports nothing.
+TEST(SaveCache, SoaNumbersBeyondTheSignedRangeReadBackUnchanged) {
+  StoreWorld w;
+  w.Add("example.org.", 6, 3000,
+        StoreWorld::Soa("ns1.example.org.", "h.example.org.", {3000000000u, 4294966696u, 600, 2147483648u, 60}));
+  const Lines before = w.Dump();
+  modDNS::saveCache(w.ctx);
+  EXPECT_EQ(w.dir.Read("named.cache"),
+            Header(w.clock.Now()) +
+                "example.org. 3000 SOA ns1.example.org. h.example.org. -1294967296 -600 600 -2147483648 60\n");
+  w.records.Clear();
+  w.dir.SetModified("named.cache", w.clock.Now());
+  ASSERT_TRUE(modDNS::LoadFile(w.ctx, w.dir.File("named.cache"), false, false));
+  EXPECT_EQ(w.Dump(), before);
+  EXPECT_EQ(before, Lines{"example.org. 6 3000 ns1.example.org. h.example.org. 3000000000 4294966696 600 "
+                          "2147483648 60 0"});
+  EXPECT_TRUE(w.errors.errors.empty());
+}
+
 TEST(SaveCache, UnwritableFolderIsReported) {
   StoreWorld w;
   w.ctx.folder = w.dir.File("missing");

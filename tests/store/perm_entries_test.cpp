@@ -88,7 +88,10 @@ TEST(ReadPermEntries, DomainsAndTheLongestDomainOfEachOwner) {
 TEST(ReadPermEntries, WrittenBackTheEntriesLoadAsTheSameRecords) {
   const std::pair<const char*, std::string> files[] = {{"example folder", ExampleRecordFile()},
                                                        {"sub-domains", kSubdomains},
-                                                       {"root SOA", ". 600 SOA a. b. 1 2 3 4 5\nx. A 10.0.0.4\n"}};
+                                                       {"root SOA", ". 600 SOA a. b. 1 2 3 4 5\nx. A 10.0.0.4\n"},
+                                                       // Numbers from 2^31 up stand negative in the file.
+                                                       {"SOA numbers of all 32 bits",
+                                                        "a. 600 SOA a. b. -5 2147483647 -2147483648 0 -1\n"}};
   for (const auto& [what, text] : files) {
     SCOPED_TRACE(what);
     ASSERT_FALSE(text.empty());

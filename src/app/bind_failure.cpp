@@ -196,7 +196,8 @@ bool ServesFolder(int pid, const std::string& folder, const std::string& procRoo
   const std::optional<std::string> cmdline = ReadWholeFile(process + "/cmdline");
   const std::optional<fs::path> cwd = LinkTarget(process + "/cwd");
   if (!cmdline || !cwd) return false;
-  const fs::path served = DirArgument(*cmdline, *cwd).value_or(DefaultFolderOf(process, exe->parent_path()));
+  const fs::path served =
+      DirArgument(*cmdline, *cwd).value_or(DefaultFolderOf(process, exe->parent_path()));
   auto plain = [](const fs::path& path, std::error_code& error) {
     fs::path resolved = fs::weakly_canonical(path, error);
     return resolved.has_filename() ? resolved : resolved.parent_path();  // "dir/" is "dir"

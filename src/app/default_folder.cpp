@@ -45,7 +45,8 @@ std::vector<fs::path> ExampleEntries(const fs::path& example, SeedResult& result
   std::vector<fs::path> entries;
   std::error_code error;
   fs::recursive_directory_iterator it(example, error), end;
-  for (; !error && it != end; it.increment(error)) entries.push_back(it->path().lexically_relative(example));
+  for (; !error && it != end; it.increment(error))
+    entries.push_back(it->path().lexically_relative(example));
   if (error) result.problems.push_back(Unreadable(example, error));
   std::sort(entries.begin(), entries.end());
   std::stable_partition(entries.begin(), entries.end(),
@@ -129,9 +130,10 @@ PreparedFolder PrepareOwnFolder(const DefaultFolder& choice) {
   if (made) {
     // Only the user's: records, leases and logs name the machines of the network.
     fs::create_directories(fs::path(choice.folder).parent_path(), error);
-    if (!error && mkdir(choice.folder.c_str(), 0700) != 0 && errno != EEXIST)
+    if (!error && mkdir(choice.folder.c_str(), 0700) != 0)
       error = std::error_code(errno, std::generic_category());
-    if (error) {
+    std::error_code ignored;
+    if (error && !fs::is_directory(choice.folder, ignored)) {  // not made by a start beside this one
       prepared.lines.push_back("The program folder " + choice.folder + " cannot be made: " +
                                error.message() + ".");
       return prepared;
@@ -145,7 +147,7 @@ PreparedFolder PrepareOwnFolder(const DefaultFolder& choice) {
     prepared.lines.push_back("Program folder created empty: there is no example folder " +
                              choice.example + ".");
   else if (!seed.copied.empty())
-    prepared.lines.push_back(std::string(made ? "Program folder created" : "Program folder completed") +
+    prepared.lines.push_back("Program folder " + std::string(made ? "created" : "completed") +
                              " from the example " + choice.example + ": " + Joined(seed.copied) + ".");
   prepared.lines.insert(prepared.lines.end(), seed.problems.begin(), seed.problems.end());
   return prepared;

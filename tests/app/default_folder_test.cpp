@@ -142,13 +142,17 @@ TEST(DefaultFolder, WithoutAnExampleTheFolderIsMadeEmpty) {
 }
 
 TEST(DefaultFolder, AFolderThatCannotBeMadeIsSaid) {
-  Installed installed;
-  Installed::Put(installed.home + "/.local", "a file in the way");
-  const modMain::PreparedFolder prepared = modMain::PrepareOwnFolder(installed.Choice());
-  EXPECT_FALSE(prepared.ok);
-  ASSERT_EQ(prepared.lines.size(), 1u);
-  EXPECT_EQ(prepared.lines[0].rfind("The program folder " + installed.own + " cannot be made: ", 0), 0u)
-      << prepared.lines[0];
+  for (const auto& [inTheWay, reason] : {std::pair{"/.local", "Not a directory"},
+                                         std::pair{"/.local/share/korvane", "File exists"}}) {
+    Installed installed;
+    fs::create_directories(fs::path(installed.home + inTheWay).parent_path());
+    Installed::Put(installed.home + inTheWay, "a file in the way");
+    const modMain::PreparedFolder prepared = modMain::PrepareOwnFolder(installed.Choice());
+    EXPECT_FALSE(prepared.ok) << inTheWay;
+    EXPECT_EQ(prepared.lines, (std::vector<std::string>{"The program folder " + installed.own +
+                                                        " cannot be made: " + reason + "."}))
+        << inTheWay;
+  }
 }
 
 TEST(SeedFolder, CompletesAFolderWithoutTouchingTheOperatorsFiles) {
@@ -176,8 +180,9 @@ TEST(SeedFolder, WhatCannotBeReadIsReportedAndTheRestCopied) {
   TempDir folder;
   modMain::SeedResult result = modMain::SeedFolder(installed.example, folder.path());
   EXPECT_EQ(result.copied, (std::vector<std::string>{"named.perm", "zones/lab", "korvane.ini"}));
-  EXPECT_EQ(result.problems, (std::vector<std::string>{"The example file " + installed.example +
-                                                       "/named.root was not copied: No such file or directory."}));
+  EXPECT_EQ(result.problems,
+            (std::vector<std::string>{"The example file " + installed.example +
+                                      "/named.root was not copied: No such file or directory."}));
 
   struct Bad {
     const char* what;

@@ -123,6 +123,7 @@ void Application::Start() {
   localIPs_ = settings_.localIPs ? *settings_.localIPs : modIdentify::ReadLocalIPs(boxes_);
   dns_.SetLocalNetworks(settings_.localNetworks ? *settings_.localNetworks
                                                 : modIdentify::ReadLocalNetworks());
+  for (const std::string& line : settings_.startLines) log_.AddLine(line);
   loading_ = true;
   const FolderLoad load = LoadProgramFolder(store_, options_, dhcp_);
   loading_ = false;

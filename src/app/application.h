@@ -41,6 +41,8 @@ struct Settings {
   // No windows: a DNS service that cannot start shows no box (the program
   // ends on DnsServiceFailed instead).
   bool headless = false;
+  // Logged before the files load: which folder is used and how it was made.
+  std::vector<std::string> startLines;
 };
 
 // Why the program closes; decides the log line.

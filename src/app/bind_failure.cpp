@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "app/default_folder.h"
 #include "store/files.h"
 
 namespace korvane {
@@ -74,6 +75,18 @@ std::optional<fs::path> LinkTarget(const std::string& link) {
   if (target.size() > deleted.size() && target.ends_with(deleted))
     target.resize(target.size() - deleted.size());
   return fs::path(target);
+}
+
+// The folder a server started without --dir uses, chosen from its own
+// environment as its start chose it.
+fs::path DefaultFolderOf(const std::string& process, const fs::path& executableFolder) {
+  std::string xdgDataHome, home;
+  std::istringstream environment(ReadWholeFile(process + "/environ").value_or(""));
+  for (std::string entry; std::getline(environment, entry, '\0');) {
+    if (entry.starts_with("XDG_DATA_HOME=")) xdgDataHome = entry.substr(entry.find('=') + 1);
+    if (entry.starts_with("HOME=")) home = entry.substr(entry.find('=') + 1);
+  }
+  return ChooseDefaultFolder(ReadFolderFacts(executableFolder.string(), xdgDataHome, home)).folder;
 }
 
 // The program folder a command line names: the value of --dir (or -dir, or
@@ -183,7 +196,8 @@ bool ServesFolder(int pid, const std::string& folder, const std::string& procRoo
   const std::optional<std::string> cmdline = ReadWholeFile(process + "/cmdline");
   const std::optional<fs::path> cwd = LinkTarget(process + "/cwd");
   if (!cmdline || !cwd) return false;
-  const fs::path served = DirArgument(*cmdline, *cwd).value_or(exe->parent_path());
+  const fs::path served =
+      DirArgument(*cmdline, *cwd).value_or(DefaultFolderOf(process, exe->parent_path()));
   auto plain = [](const fs::path& path, std::error_code& error) {
     fs::path resolved = fs::weakly_canonical(path, error);
     return resolved.has_filename() ? resolved : resolved.parent_path();  // "dir/" is "dir"

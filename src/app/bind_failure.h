@@ -50,7 +50,7 @@ std::optional<PortHolder> PortHolderOf(const std::string& address, int port,
                                        const std::string& procRoot = "/proc");
 
 // Whether process `pid` runs this program's executable on the program folder
-// `folder` (its --dir, or the executable's folder without one), so that a
+// `folder` (its --dir, or the default its environment gives), so that a
 // port it holds is the running server's own. False when /proc does not tell.
 bool ServesFolder(int pid, const std::string& folder, const std::string& procRoot = "/proc");
 

@@ -84,11 +84,13 @@ ParsedCommandLine ParseCommandLine(const QStringList& arguments, const std::stri
     *port = *value;
   }
 
-  std::string folder = parser.isSet(dir) ? parser.value(dir).toStdString() : defaultFolder;
+  line.folderGiven = parser.isSet(dir);
+  std::string folder = line.folderGiven ? parser.value(dir).toStdString() : defaultFolder;
   if (folder.empty()) return Refused(AsTyped(arguments, "dir"), "a folder is missing");
   std::error_code error;
   const std::filesystem::path path = std::filesystem::absolute(folder, error);
-  if (error || !std::filesystem::is_directory(path, error))
+  // The default may be a folder still to be made.
+  if (error || (line.folderGiven && !std::filesystem::is_directory(path, error)))
     return Refused(AsTyped(arguments, "dir"), folder + " is not a folder");
   line.folder = path.lexically_normal().string();
   while (line.folder.size() > 1 && line.folder.back() == '/') line.folder.pop_back();
@@ -102,7 +104,9 @@ const char* UsageText() {
          "                  (also when no display is available)\n"
          "  --quiet         print no log lines (the daily log files still get them)\n"
          "  --dir DIR       program folder (korvane.ini, named.perm, ...); default: the\n"
-         "                  folder of the executable\n"
+         "                  folder of the executable, but for an installed program\n"
+         "                  $XDG_DATA_HOME/korvane (~/.local/share/korvane), made\n"
+         "                  from the installed example on first use\n"
          "  --dns-port N    DNS service port (default 53)\n"
          "  --dhcp-port N   DHCP service port (default 67)\n"
          "  --check         load the program folder as a start does, open no socket,\n"

@@ -25,6 +25,7 @@ struct CommandLine {
   // Logs the longest event-loop stall to standard error at exit (benchmarks).
   bool stallProbe = false;
   std::string folder;    // the program folder: absolute, no trailing "/"
+  bool folderGiven = false;  // by --dir; else the default, which may not exist yet
   int dnsPort = 53;
   int dhcpPort = 67;
 };
@@ -35,7 +36,7 @@ struct ParsedCommandLine {
 };
 
 // `arguments` as the program got them, its own name first. Without --dir the
-// folder is `defaultFolder`.
+// folder is `defaultFolder` (not required to exist).
 ParsedCommandLine ParseCommandLine(const QStringList& arguments, const std::string& defaultFolder);
 
 // The --help text: usage, options, signals and exit statuses.

@@ -186,4 +186,34 @@ TEST(BindFailure, ThePortOfTheServerRunningOnTheFolderIsItsOwn) {
   }
 }
 
+// Without --dir, an installed program serves the folder its user's
+// environment names, not the checking user's.
+TEST(BindFailure, AServerStartedWithoutAFolderServesItsUsersOwn) {
+  const std::string exe = "/nonexistent/bin/korvane";  // holds no korvane.ini, cannot be written
+  struct Case {
+    std::string environ;
+    std::string folder;
+    bool serves;
+  } cases[] = {
+      {"PATH=/usr/bin|HOME=/home/ann|", "/home/ann/.local/share/korvane", true},
+      {"HOME=/home/ann|XDG_DATA_HOME=/data/ann|", "/data/ann/korvane", true},
+      {"HOME=/home/ann|", "/root/.local/share/korvane", false},
+      {"HOME=/home/ann|", "/nonexistent/bin", false},
+      {"", "/nonexistent/bin", true},
+  };
+  for (const Case& c : cases) {
+    FakeProc proc;
+    std::filesystem::create_directories(proc.dir.File("self"));
+    std::filesystem::create_symlink(exe, proc.dir.File("self/exe"));
+    proc.Process(812, "korvane", {});
+    std::filesystem::create_symlink(exe, proc.dir.File("812/exe"));
+    std::filesystem::create_symlink("/", proc.dir.File("812/cwd"));
+    proc.dir.Write("812/cmdline", std::string("korvane\0--headless\0", 19));
+    std::string environ = c.environ;
+    std::replace(environ.begin(), environ.end(), '|', '\0');
+    proc.dir.Write("812/environ", environ);
+    EXPECT_EQ(modMain::ServesFolder(812, c.folder, proc.dir.path()), c.serves) << c.environ;
+  }
+}
+
 }  // namespace

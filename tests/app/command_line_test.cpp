@@ -97,7 +97,7 @@ TEST(CommandLine, TakesTheOptionsOrSaysWhichIsWrongAndWhy) {
 
 // The benchmark's probe is not advertised.
 TEST(CommandLine, UsageLeavesTheStallProbeOut) {
-  EXPECT_EQ(std::string(modMain::UsageText()).find("stall"), std::string::npos);
+  EXPECT_EQ(std::string(modMain::UsageText()).find("stall-probe"), std::string::npos);
 }
 
 }  // namespace
